@@ -70,7 +70,7 @@ std::uint32_t Portable(std::uint32_t checksum, std::span<const unsigned char> by
   return checksum;
 }
 
-// Bytes that follow multiply a checksum by x^8 each.
+// Each byte that follows multiplies the checksum by x^8.
 std::uint32_t Join(std::uint32_t first, std::uint32_t second, std::uint64_t length) {
   for (std::uint32_t power = 0x100; length != 0; length >>= 1) {
     if ((length & 1) != 0) first = Multiply(first, power);
@@ -103,12 +103,12 @@ void gen_crc_table() {
 
 namespace {
 
-// Reading less takes about as long as starting a thread.
+// Reading a smaller file takes about as long as starting a thread.
 constexpr std::size_t kWorthTwoThreads = std::size_t{8} << 20;
 
 constexpr std::size_t kToEnd = std::numeric_limits<std::size_t>::max();
 
-// Of the bytes of a file from `start` on, `size` or all.
+// The checksum of `size` bytes (kToEnd: all) of the file from `start` on.
 std::optional<std::uint32_t> ChecksumOfPart(int file, std::size_t start, std::size_t size,
                                             host::Monitor* monitor) {
   constexpr std::size_t kPiece = std::size_t{256} << 10;

@@ -1,5 +1,5 @@
-// The ways in which the checksum is computed, which all give the same result, and that of an open
-// file. For sources of this folder, tests and benchmarks.
+// The variants of the checksum, which all give the same result, and the checksum of an open file.
+// For sources of this folder, tests and benchmarks.
 #pragma once
 
 #include <array>
@@ -12,9 +12,10 @@
 
 namespace orvik {
 
-// The checksum of the first `size` bytes of a regular file, of a large one by two threads; with
-// size 0, of everything in it, because files of /proc have no size. Nothing when the file cannot be
-// read or is shorter, without memory, and when the monitor (may be null) stops the operation.
+// The checksum of the first `size` bytes of a regular file; two threads read a large one. With size
+// 0 the checksum of its whole content, because files of /proc have no size. No value when the file
+// cannot be read or is shorter, when memory is lacking, and when the monitor (may be null) stops
+// the operation.
 std::optional<std::uint32_t> ChecksumOfFile(int file, std::size_t size, host::Monitor* monitor);
 
 namespace crc32 {
@@ -26,19 +27,21 @@ inline constexpr std::uint32_t kPolynomial = 0x04C11DB7;
 using Tables = std::array<std::array<std::uint32_t, 256>, 16>;
 const Tables& GetTables();
 
-// Sixteen bytes a step through the tables.
+// Sixteen bytes per step through the tables.
 std::uint32_t Portable(std::uint32_t checksum, std::span<const unsigned char> bytes);
 
-// 64 bytes a step through carry-less multiplication. Only to be called when the processor has it.
+// 64 bytes per step through carry-less multiplication. Call it only if the processor has that.
 bool HasCarrylessMultiplication();
 std::uint32_t CarrylessMultiplication(std::uint32_t checksum, std::span<const unsigned char> bytes);
 
-// 128 bytes a step through carry-less multiplication of two lanes at once.
+// 128 bytes per step through carry-less multiplication of two lanes at once. Call it only if the
+// processor has that.
 bool HasWideCarrylessMultiplication();
 std::uint32_t WideCarrylessMultiplication(std::uint32_t checksum,
                                           std::span<const unsigned char> bytes);
 
-// The checksum of two runs of bytes from those of each, of which the second has `length` bytes.
+// The checksum of two adjacent runs of bytes from the checksum of each; `length` is the number of
+// bytes in the second.
 std::uint32_t Join(std::uint32_t first, std::uint32_t second, std::uint64_t length);
 
 }  // namespace crc32

@@ -1,6 +1,6 @@
 // Carry-less multiplication on x86-64. A run of bytes is a polynomial over two elements, first bit
 // highest. Its 128-bit lanes are multiplied by a power of x modulo the generator and added to the
-// lanes that lie as many bits further on, until one lane is left, whose remainder the tables give.
+// lanes that lie as many bits further on, until one lane is left; the tables give its remainder.
 #include "files/checksum_variants.h"
 
 #if defined(__x86_64__)
@@ -19,7 +19,8 @@ constexpr std::uint64_t PowerOfX(int exponent) {
   return power;
 }
 
-// Moves a lane on by `bits`: its high half times x^(bits + 64), its low half times x^bits.
+// The constants that move a lane on by `bits`: the high half is multiplied by x^(bits + 64), the
+// low half by x^bits.
 struct Fold {
   std::uint64_t low;
   std::uint64_t high;
@@ -56,7 +57,8 @@ struct Lanes {
   __m128i first, second, third, fourth;
 };
 
-// Folds what follows the lanes into them, 64 bytes a step, and leaves the remainder to the tables.
+// Folds the bytes after the lanes into them, 64 bytes per step, and leaves the remainder to the
+// tables.
 [[gnu::target("pclmul,ssse3"), gnu::always_inline]] inline std::uint32_t Finish(
     Lanes lanes, const unsigned char* next, const unsigned char* end) {
   const __m128i by_512 = Constants(kFold512);
@@ -75,7 +77,7 @@ struct Lanes {
   return Portable(Portable(0, last), {next, static_cast<std::size_t>(end - next)});
 }
 
-// The same two at a time.
+// Load and Multiply for two lanes at a time.
 [[gnu::target("avx2,vpclmulqdq"), gnu::always_inline]] inline __m256i LoadWide(
     const unsigned char* at) {
   const __m256i reverse = _mm256_broadcastsi128_si256(

@@ -26,7 +26,7 @@
 namespace orvik {
 namespace {
 
-// Adds the path. False without memory for it; the array is then unchanged.
+// Adds the path. False without enough memory; the array is then unchanged.
 template <typename Path>
 bool Append(CAtlArray<Path>& paths, const Path& path) {
   const auto count = paths.GetCount();
@@ -50,7 +50,8 @@ class FolderSearch {
     while (walk_.depth() != 0) {
       const std::optional<std::string> next = walk_.TakeSubfolder();
       if (!next) {
-        // Of a folder that was moved away meanwhile, what lies beside it is not searched.
+        // If the folder was moved away meanwhile, its siblings cannot be found and are not
+        // searched.
         if (const int error = walk_.Leave()) return Fail(top, error);
         continue;
       }
@@ -66,7 +67,7 @@ class FolderSearch {
                report_);
   }
 
-  // `name` is that on disk. False when the search was stopped.
+  // Searches one folder, whose name on disk is `name`. False when the search was stopped.
   bool Search(const COrvikDirectoryPath& folder, const std::string& name, host::Descriptor opened) {
     int error = opened ? 0 : errno;
     if (host::IsStopped(monitor_) || !host::Begins(monitor_, walk_.path(), name)) {
@@ -101,7 +102,7 @@ class FolderSearch {
     } else {
       for (std::string& subfolder : subfolders) walk_.AddSubfolder(std::move(subfolder));
     }
-    if (error != 0 && error != ENOENT) Fail(folder, error);  // one that vanished is not missed
+    if (error != 0 && error != ENOENT) Fail(folder, error);  // ignore vanished folders
     host::Advances(monitor_, count, 0);
     return true;
   }
@@ -112,7 +113,7 @@ class FolderSearch {
   TreeReport* const report_;
   host::Monitor* const monitor_;
   host::TreeWalk walk_;
-  std::vector<COrvikDirectoryPath> waiting_;  // the subfolders that the walk has not taken yet
+  std::vector<COrvikDirectoryPath> waiting_;  // the subfolders still to be searched
 };
 
 EntryKind KindOf(mode_t type) {
@@ -123,10 +124,10 @@ EntryKind KindOf(mode_t type) {
 constexpr std::size_t kOneSpelling = static_cast<std::size_t>(-1);
 
 struct ListedEntry {
-  std::size_t name_at;      // in the names
-  std::size_t composed_at;  // or kOneSpelling
+  std::size_t name_at;      // index in the names
+  std::size_t composed_at;  // index in the composed names, or kOneSpelling
   EntryKind kind;
-  bool is_composed = true;  // on disk
+  bool is_composed = true;  // whether the name on disk is composed
 };
 
 }  // namespace
@@ -161,7 +162,7 @@ OSErr COrvikDirectoryPath::FindFilesInDirectory(const CAtlString& pattern,
 }
 
 int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit) {
-  std::string names;  // each with its 0 at the end
+  std::string names;  // each followed by a 0 byte
   std::vector<ListedEntry> entries;
   std::vector<std::u16string> composed;
   bool all_composed = true;
@@ -184,7 +185,7 @@ int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit)
   if (!all_composed) {
     for (const std::u16string& name : composed) ++uses[name];
   }
-  // A composed name that several entries have, or that would not lead to the entry, is not used.
+  // A composed name is not used if several entries have it or if it would not lead to the entry.
   const auto is_used = [&](const ListedEntry& entry) {
     if (entry.composed_at == kOneSpelling) return false;
     const std::u16string& name = composed[entry.composed_at];

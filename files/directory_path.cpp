@@ -72,7 +72,7 @@ BOOL COrvikDirectoryPath::CanDirectoryBeWrittenTo() const {
 
 void COrvikDirectoryPath::SortPaths(CAtlArray<COrvikDirectoryPath>& paths) {
   struct Entry {
-    std::u16string_view name;  // in the text of the path
+    std::u16string_view name;  // points into the text of the path
     COrvikDirectoryPath path;
   };
   std::vector<Entry> entries;
@@ -131,7 +131,7 @@ constexpr const char16_t* kMakerFolder = u"ORVIK Technologies";
 constexpr const char16_t* kApplication = u"ORVIK Pagewell";
 constexpr const char16_t* kStudentApplication = u"ORVIK Pagewell SE";
 
-// A special folder of the Windows shell as the platform knows it.
+// A special folder of the Windows shell and the platform's folder for it.
 struct SpecialFolder {
   int number;
   FSVolumeRefNum domain;
@@ -149,7 +149,7 @@ constexpr SpecialFolder kSpecialFolders[] = {
     {38, kSystemDomain, kApplicationsFolderType},
 };
 
-// Nothing for another number, and when the platform does not find it.
+// No value for an unknown number, and when the platform does not find the folder.
 std::optional<COrvikDirectoryPath> FindSpecialFolder(int number) {
   for (const SpecialFolder& special : kSpecialFolders) {
     if (special.number == number) return FindStandardFolder(special.domain, special.type, false);
@@ -159,9 +159,8 @@ std::optional<COrvikDirectoryPath> FindSpecialFolder(int number) {
 
 }  // namespace
 
-// What the process keeps is made when it is first used and never destroyed: objects of a program
-// may use it before main begins and after it has ended, in whatever order the libraries were
-// linked.
+// The process's settings are made on first use and never destroyed: static objects of a program may
+// use them before main begins and after it has ended, whatever the link order of the libraries.
 CAtlString& COrvikDirectoryPath::GlobalTempFilePath() {
   static auto* const my_GlobalTempFilePath = new CAtlString;
   return *my_GlobalTempFilePath;

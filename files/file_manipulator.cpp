@@ -34,7 +34,7 @@ constexpr char16_t kDeleteConfirmFormat[] = u"Are you sure you want to delete th
 constexpr char16_t kOverwriteConfirmFormat[] =
     u"The file \"%s\" already exists.  Do you want to overwrite it?";
 
-// Whether the format can be filled with one path: it holds one %s, and every other per cent sign is
+// Whether the format takes exactly one path: it has one %s, and every other per cent sign is
 // written as %%.
 bool TakesOnePath(std::u16string_view format) {
   int paths = 0;
@@ -50,8 +50,8 @@ bool TakesOnePath(std::u16string_view format) {
   return paths == 1;
 }
 
-// The question about a file. The built-in format replaces a translated one that cannot be filled,
-// so that every question shows the name.
+// The question about a file. The built-in format replaces a translated one that does not take
+// exactly one path, so that every question shows the name.
 CAtlString Question(const CAtlString& translated, const char16_t* built_in,
                     const COrvikFilePath& file) {
   const CAtlString format = TakesOnePath(translated.View()) ? translated : CAtlString(built_in);
@@ -71,8 +71,8 @@ bool Confirm(const CAtlString& header, const CAtlString& message, const CAtlStri
   return status == 0 && (response & 3) == kCFUserNotificationAlternateResponse;
 }
 
-// A regular file that is open for reading, and its size. The content of one without a size, as in
-// /proc, has been read.
+// A regular file that is open for reading, and its size. If its size on disk is 0, as in /proc,
+// `content` holds the bytes already read.
 struct OpenedSource {
   CFile file;
   std::size_t size = 0;
@@ -101,7 +101,7 @@ HRESULT OpenSource(const COrvikFilePath& file, std::size_t limit, OpenedSource* 
   return S_OK;
 }
 
-// The flags of open for an fopen mode; -1 when it is none.
+// The flags of open for an fopen mode; -1 for an invalid mode.
 int OpenFlags(std::string_view mode) {
   const auto has = [mode](char letter) { return mode.find(letter) != mode.npos; };
   if (mode.find_first_of("rwa") != 0) return -1;
@@ -120,7 +120,7 @@ std::optional<FSVolumeRefNum> VolumeOf(const COrvikFilePath& file) {
   return info.volume;
 }
 
-// Deletes what exists at the path.
+// Deletes the file or folder at the path.
 BOOL Delete(const COrvikFilePath& file, TreeReport* report, Progress* progress) {
   const std::optional<std::string> path = PathForLibc(file.GetFilePathString());
   if (!path ||
@@ -145,7 +145,7 @@ struct CFileManipulator::AlertTexts {
   CAtlString m_csOverwriteString = u"Overwrite";
 };
 
-// Made when it is first used and never destroyed, like what directory_path.cpp keeps.
+// Made on first use and never destroyed, like the settings in directory_path.cpp.
 CFileManipulator::AlertTexts& CFileManipulator::Texts() {
   static auto* const texts = new AlertTexts;
   return *texts;

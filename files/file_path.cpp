@@ -37,7 +37,7 @@ std::u16string_view NameOf(std::u16string_view path) {
   return slash == kNone ? path : path.substr(slash + 1);
 }
 
-// From the last dot of the name to its end; empty when there is none.
+// From the last dot of the name to its end; empty when the name has none.
 std::u16string_view ExtensionOf(std::u16string_view path) {
   const std::u16string_view name = NameOf(path);
   const std::size_t dot = name.rfind(u'.');
@@ -264,7 +264,7 @@ std::optional<CAtlString> PathValue<Path>::RelativeTo(const COrvikDirectoryPath&
   return CAtlString(rest.substr(1));
 }
 
-// A path that no file can have is written, too.
+// A path that no file can have is written as UTF-8.
 template <typename Path>
 std::ostream& PathValue<Path>::Write(std::ostream& out) const {
   const std::optional<std::string> bytes = host::FileNameToBytes(path_.View());

@@ -1,9 +1,9 @@
 // The path of a file as a value.
 //
-// A path is one text: full POSIX form, every "\" turned into "/" and one trailing "/" removed, not
-// changed otherwise (relative paths, "//", "." and ".." stay). Nothing is cut: a path may be longer
-// than 260 units. The empty path is a valid value. Answers about the disk are FALSE, 0 or
-// 0xFFFFFFFF when the file cannot be looked at.
+// A path is one text in full POSIX form: every "\" is turned into "/" and one trailing "/" is
+// removed, but relative paths, "//", "." and ".." stay. Nothing is cut: a path may be longer than
+// 260 units. The empty path is a valid value. Questions about a file that cannot be examined give
+// FALSE, 0 or 0xFFFFFFFF.
 //
 //   path             GetFileName  GetBaseFileName  GetFileExtension  GetDirectoryPath
 //   /a/c.tar.gz      c.tar.gz     c.tar            .gz               /a
@@ -52,21 +52,21 @@ class PathValue {
   // Compares the texts ignoring case.
   BOOL IsEqualPath(const Path& other) const { return path_.CompareNoCase(other.path_) == 0; }
 
-  // Whole days since the last modification, rounded towards zero; links are followed. 0 when it
-  // cannot be looked at.
+  // Whole days since the last modification, rounded towards zero; links are followed. 0 when the
+  // file cannot be examined.
   int GetNumberOfDaysOld() const;
 
-  // ---- Beside other libraries ----
+  // ---- Paths of other libraries ----
 
-  // A path from outside is bytes, as a rule UTF-8; every name on disk has its path here
+  // Makes a path from the bytes of an outside path, usually UTF-8; every name on disk has a path
   // (path_arguments.h). From a std::filesystem::path: FromPath(path).
   static Path FromBytes(std::string_view bytes);
   template <HasNativeBytes Other>
   static Path FromPath(const Other& path) {
     return FromBytes(path.native());
   }
-  // The bytes under which the system calls find it (PathForLibc of path_arguments.h); empty for the
-  // empty path and when no file can have that name. As a path of another library:
+  // The bytes of the path for system calls (PathForLibc of path_arguments.h); empty for the empty
+  // path and when no file can have that name. As a path of another library:
   // ToPath<std::filesystem::path>().
   [[nodiscard]] std::string ToBytes() const;
   template <typename Other>
@@ -78,12 +78,12 @@ class PathValue {
   // it. Compares whole names unit by unit and does not look at the disk.
   [[nodiscard]] std::optional<CAtlString> RelativeTo(const COrvikDirectoryPath& folder) const;
 
-  // By the units of the texts. IsEqualPath ignores case.
+  // Compare the units of the texts. IsEqualPath ignores case.
   friend bool operator==(const Path& a, const Path& b) { return a.path_ == b.path_; }
   friend std::strong_ordering operator<=>(const Path& a, const Path& b) {
     return a.path_ <=> b.path_;
   }
-  // Writes the bytes of the path, as it was given.
+  // Writes the bytes of the path.
   friend std::ostream& operator<<(std::ostream& out, const Path& path) { return path.Write(out); }
   template <typename Hash>
   friend Hash AbslHashValue(Hash state, const Path& path) {
@@ -104,17 +104,19 @@ class PathValue {
 class COrvikFilePath : public PathValue<COrvikFilePath> {
  public:
   COrvikFilePath() = default;
-  // NOLINTNEXTLINE(google-explicit-constructor): texts are handed over as paths everywhere.
+  // NOLINTNEXTLINE(google-explicit-constructor): callers pass texts as paths everywhere.
   COrvikFilePath(const CAtlString& path);
-  // 8-bit text is taken as ISO 8859-1, so that a name in UTF-8 beyond ASCII becomes another one.
-  // A name as it is on disk, or in argv, is CAtlString PathFromBytes(bytes) (path_arguments.h).
+  // 8-bit text is taken as ISO 8859-1, so a UTF-8 name beyond ASCII would become a different name.
+  // For the bytes of a name on disk or in argv use CAtlString PathFromBytes(bytes)
+  // (path_arguments.h).
   template <IsArrayOf<char> Bytes>
   [[deprecated("8-bit text is taken as ISO 8859-1: use PathFromBytes")]] explicit COrvikFilePath(
       const Bytes& text)
       : COrvikFilePath(CAtlString(text)) {}
 
-  // Takes the path out of a "file:" URL: what follows 7 units after the first "file:". Percent
-  // signs are not decoded. FALSE, and the path unchanged, when there is no "file:".
+  // Takes the path out of a "file:" URL: the text that begins 7 units after the start of the first
+  // "file:". Percent signs are not decoded. FALSE, and the path unchanged, when there is no
+  // "file:".
   BOOL createFromFileURL(const CAtlString& url);
 
   CAtlString GetFilePathString() const { return path_; }
@@ -125,14 +127,15 @@ class COrvikFilePath : public PathValue<COrvikFilePath> {
   CAtlStringA GetFileNameA() const;
   CAtlString GetBaseFileName() const;
   CAtlString GetFileExtension() const;
-  // Whether GetFileExtension gives these very units: HasExtension(u".log"). The "==" of a string
-  // and a literal is a comparison by collation, to which other names are the same (".l\u00ADog").
+  // Whether GetFileExtension consists of exactly these units: HasExtension(u".log"). The "==" of a
+  // string and a literal compares by collation, which takes some other names as equal
+  // (".l\u00ADog").
   BOOL HasExtension(std::u16string_view extension) const;
-  // `extension` carries its own dot; it is appended when the path has none.
+  // `extension` includes its dot; it is appended when the path has none.
   void RenameFileExtension(const CAtlString& extension);
   COrvikDirectoryPath GetDirectoryPath() const;
 
-  // TRUE also for a folder, and for a link whatever it points to.
+  // TRUE also for a folder, and for a link even if it is dangling.
   BOOL FileExists() const;
   BOOL IsDirectory() const;
   BOOL IsExecutable() const;
@@ -140,38 +143,40 @@ class COrvikFilePath : public PathValue<COrvikFilePath> {
   BOOL IsValidForCrossPlatform() const;
   // FALSE also for names that begin with "." and for device names (con.txt, LPT3).
   BOOL IsValidWindowsFileName() const;
-  // Removes from the name what other platforms refuse. A name that is empty then becomes
-  // `replacement`; one that begins with "." gets `replacement` put in front.
+  // Removes from the name the characters that other platforms refuse. An empty result becomes
+  // `replacement`; a result that begins with "." gets `replacement` in front.
   void MakeValidForCrossPlatform(const CAtlString& replacement);
-  // `name` without any of <>:"/\|?*
+  // `name` without the characters <>:"/\|?*
   static CAtlString MakeNameLegal(const CAtlString& name);
 
   BOOL IsURLShortCut() const;  // .url in any case
   BOOL IsShortCut() const;     // .lnk in any case
 
-  // A free name in the folder for temporary files; `extension` carries its own dot. An empty `name`
-  // is made from the process and the time. Nothing is created: see directory_path.h for how to
-  // create what was asked for.
+  // An unused name in the folder for temporary files; `extension` includes its dot. An empty `name`
+  // is replaced by one from the process and the time. Nothing is created: directory_path.h tells
+  // how to create the file.
   static COrvikFilePath CreateTempFileName(const CAtlString& extension, const CAtlString& name);
 
-  // TRUE without doing anything when the file does not exist. The first takes write permission from
-  // everybody; the second gives it back to the owner when no user has it. A link is not followed.
+  // The first removes write permission for all users. The second gives the owner of a file write
+  // permission if no user has it; it does not change folders. Both give TRUE without effect when
+  // nothing exists at the path. They do not follow a link, whose permissions cannot be changed.
   BOOL SetFileReadOnly() const;
   BOOL ClearFileReadOnly() const;
-  // Whether anybody has write permission; TRUE when the file does not exist.
+  // Whether any user has write permission; TRUE when the file does not exist.
   BOOL CanFileBeWrittenTo() const;
 
-  // Bytes. 0xFFFFFFFF when the path is not a regular file, cannot be opened for reading, or the
-  // file has 0xFFFFFFFF bytes or more: a size that does not fit is never truncated.
+  // The size in bytes. 0xFFFFFFFF when the path does not lead to a regular file, when the file
+  // cannot be opened for reading, and when it has 0xFFFFFFFF bytes or more: a size is never
+  // truncated.
   DWORD GetFileSize() const;
 
-  // CalculateCRC32 (checksum.h) of the content; 0 when the path is not a regular file, cannot be
-  // read, or is truncated meanwhile, and for an empty file. The content is read in pieces instead
-  // of being mapped, because touching a mapping of a file that shrinks would end the process. A
-  // file of 8 MiB and more is read by two threads.
+  // CalculateCRC32 (checksum.h) of the content. 0 for an empty file, and when the path does not
+  // lead to a regular file, or the file cannot be read or is truncated meanwhile. The content is
+  // read in pieces instead of being mapped, because access to a mapping of a file that shrinks
+  // would end the process. Two threads read a file of 8 MiB or more.
   std::uint32_t GetFileChecksum() const;
-  // The same, which tells a failure from a checksum of 0: FALSE when there is none, and when
-  // `progress` stopped it. `report` (may be null) says why.
+  // The same, but distinguishes a failure from a checksum of 0: FALSE when there is no checksum,
+  // also because `progress` stopped it. `report` (may be null) gets the reason.
   BOOL GetFileChecksum(std::uint32_t& checksum, TreeReport* report,
                        Progress* progress = nullptr) const;
 };

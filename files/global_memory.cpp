@@ -16,7 +16,7 @@ GlobalBlocks* GlobalBlockTable = nullptr;
 
 namespace {
 
-// The table's nodes and entries are small and many: the pool keeps them without a heap header each.
+// The table's nodes and entries are small and many: a pool avoids a heap header for each.
 std::pmr::memory_resource& TablePool() {
   static auto* const pool = new std::pmr::unsynchronized_pool_resource;
   return *pool;
@@ -29,7 +29,7 @@ GlobalBlockInfo* InfoOf(HANDLE block) {
 }
 
 // The kernel pins pages, not blocks, and keeps no count. Only the first and the last page of a
-// block can hold a part of another one, so these alone are counted: by the locked blocks in them.
+// block can also hold parts of other blocks. So only for these pages the locked blocks are counted.
 class PinnedEdges {
  public:
   static int Pin(HANDLE block, std::size_t size) {
@@ -65,7 +65,7 @@ class PinnedEdges {
     const auto address = reinterpret_cast<std::uintptr_t>(block);
     return {address / PageSize(), (address + size - 1) / PageSize()};
   }
-  // From the number of a page to the count of locked blocks in it.
+  // Maps the number of a page to the count of locked blocks in it.
   static std::unordered_map<std::uintptr_t, std::size_t>& Blocks() {
     static auto* const blocks = new std::unordered_map<std::uintptr_t, std::size_t>;
     return *blocks;
@@ -95,7 +95,7 @@ HANDLE GlobalAlloc(unsigned int flags, std::size_t bytes) {
   try {
     if (GlobalBlockTable == nullptr) {
       GlobalBlockTable = new GlobalBlocks(&TablePool());
-      GlobalBlockTable->max_load_factor(4);  // a bucket is 8 bytes
+      GlobalBlockTable->max_load_factor(4);  // a bucket costs 8 bytes
     }
     entry = DictionaryRetainNumBytes({static_cast<DWORD>(bytes), 0, flags});
     GlobalBlockTable->emplace(block, entry);

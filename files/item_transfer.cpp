@@ -50,8 +50,8 @@ int MakeFolderFor(const std::string& target) {
   return error;
 }
 
-// The path of the target. PathForLibc gives the source when the target is another spelling of its
-// own name: then the last component is taken as it is written.
+// The path of the target. If `target` is another Unicode spelling of the source's name, PathForLibc
+// returns the source; then the last component is used as given.
 std::optional<std::string> TargetPath(const char16_t* target, const std::string& source) {
   std::optional<std::string> path = PathForLibc(target);
   const std::optional<std::string> given = host::FileNameToBytes(target);
@@ -73,7 +73,7 @@ void ExpectFile(const std::string& path, host::Monitor* monitor) {
   monitor->Expect(1, S_ISREG(info.st_mode) ? static_cast<std::uint64_t>(info.st_size) : 0);
 }
 
-// The local time as 14-05-09; nothing when it cannot be formatted.
+// The local time as 14-05-09; no value when it cannot be formatted.
 std::optional<CAtlString> TimeStamp() {
   const CAutoCFRelease<CFDateFormatterRef> formatter(CFDateFormatterCreate(
       kCFAllocatorDefault, nullptr, kCFDateFormatterNoStyle, kCFDateFormatterNoStyle));
@@ -103,7 +103,7 @@ CAtlString NameInTrash(const COrvikFilePath& file, const CAtlString& addition) {
   return base + end;
 }
 
-// EEXIST when the name is taken, in whichever spelling.
+// EEXIST when an entry has the name, in any spelling.
 int MoveTo(const std::string& from, const COrvikFilePath& target,
            const host::MoveOptions& options) {
   const std::optional<std::string> to = PathForLibc(target.GetFilePathString());

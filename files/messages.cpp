@@ -9,7 +9,7 @@
 namespace orvik {
 namespace {
 
-// Of the numbers from 0xF021 on.
+// The texts of the numbers from 0xF021.
 constexpr std::u16string_view kErrorTexts[] = {u"Operation not supported", u"Resource not found",
                                                u"Out of memory", u"User cannot perform operation",
                                                u"Invalid argument"};
@@ -19,7 +19,7 @@ std::u16string_view ErrorText(unsigned number) {
   return index < std::size(kErrorTexts) ? kErrorTexts[index] : u"Unknown error";
 }
 
-// Texts with a length byte.
+// Pascal strings: each begins with its length.
 constexpr unsigned char kAlertTitle[] = "\5Alert";
 constexpr unsigned char kOk[] = "\2OK";
 constexpr unsigned char kCancel[] = "\6Cancel";

@@ -33,24 +33,24 @@ inline constexpr int IDIGNORE = 5;
 inline constexpr int IDYES = 6;
 inline constexpr int IDNO = 7;
 
-// Copies the text of an error number (0xF021..0xF025; "Unknown error" for any other) into a buffer
-// of `buffer_length` units, cut to fit and terminated, and returns the units copied. Nothing is
-// written when the length is below 1 or the buffer null.
+// Copies the text of an error number (0xF021..0xF025; "Unknown error" for others) into a buffer of
+// `buffer_length` units, cut to fit and terminated, and returns the number of units copied. Nothing
+// is written when the length is below 1 or the buffer is null.
 int AfxLoadString(unsigned number, char16_t* buffer, int buffer_length);
 
 // Shows a message and waits for the answer: one of the ID values; 0 when no alert can be shown. The
-// message keeps the low byte of each unit and at most 255 of them; null shows "None". A button set
-// that is not known above shows "OK" and gives 0: the question was not asked.
+// message keeps the low byte of each unit and at most 255 of them; null shows "None". An unknown
+// button set shows "OK" and gives 0, because that does not answer the question.
 int AfxMessageBox(const char16_t* message, unsigned type = MB_OK, unsigned help_id = 0);
 
-// The same with the text of an error number.
+// The same with the text of an error number as the message.
 int AfxMessageBox(unsigned number, unsigned type = MB_OK, unsigned help_id = 0);
-// A plain 0 is a number, not a null message.
+// Makes a plain 0 a number, not a null message.
 inline int AfxMessageBox(int number, unsigned type = MB_OK, unsigned help_id = 0) {
   return AfxMessageBox(static_cast<unsigned>(number), type, help_id);
 }
 
-// Whether the pointer is not null; the other arguments are not looked at.
+// Whether the pointer is not null; the other arguments are ignored.
 inline BOOL AtlIsValidAddress(const void* pointer, std::size_t, BOOL = TRUE) {
   return pointer != nullptr;
 }
@@ -58,8 +58,8 @@ inline BOOL AfxIsValidAddress(const void* pointer, std::size_t size, BOOL writab
   return AtlIsValidAddress(pointer, size, writable);
 }
 
-// Does nothing on this platform. The format is a text of any kind, platform strings too; it is not
-// looked at, and neither are the arguments.
+// Does nothing on this platform. The format may be a text of any kind, also a platform string; it
+// and the arguments are ignored.
 template <class Format, class... Arguments>
 void ATLTRACE(const Format&, const Arguments&...) {}
 

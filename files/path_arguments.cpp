@@ -62,7 +62,7 @@ OSErr GetFSRefFromFilename(const char16_t* path, FSRef* ref, bool create, bool i
   const OSErr found = MakeReference(*bytes, kFSPathMakeRefDoNotFollowLeafSymlink, ref);
   if (found == noErr || !create) return found;
   const int error = MakeObject(*bytes, is_directory);
-  // Somebody else may have made it meanwhile.
+  // Another process may have made it meanwhile.
   if (error != 0 && error != EEXIST) return static_cast<OSErr>(host::StatusFromErrno(error));
   return MakeReference(*bytes, kFSPathMakeRefDoNotFollowLeafSymlink, ref);
 }

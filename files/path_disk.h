@@ -1,4 +1,4 @@
-// The questions that path values ask the disk.
+// The access of path values to the disk.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@
 
 namespace orvik {
 
-// One walk through the entries of a folder, on which listing and folder operations are built.
+// One walk through the entries of a folder, used by listings and folder operations.
 
 enum class EntryKind {
   kFolder,
@@ -26,18 +26,18 @@ struct FolderEntry {
 };
 
 // Calls `visit` with every entry of the open folder, in the file system's order, until it returns
-// false (ECANCELED): 0, or the errno of the listing, after which some entries may have been
-// visited. An entry's name is in Unicode's composed form; it is as spelled on disk where several
-// entries are equal in that form, or where the composed name would not lead to the entry. `visit`
-// may change the folder.
+// false. Returns 0, ECANCELED when `visit` returned false, or the errno of the listing, after which
+// some entries may have been visited. An entry's name is in Unicode's composed form, but as spelled
+// on disk where several entries are equal in that form or the composed name would not lead to the
+// entry. `visit` may change the folder.
 int WalkFolder(int folder, const std::function<bool(const FolderEntry&)>& visit);
 
 // The same with a path. A link to a folder is followed.
 int WalkFolder(const COrvikDirectoryPath& folder,
                const std::function<bool(const FolderEntry&)>& visit);
 
-// Where the platform has the standard folder of that type, made when it is missing and `create` is
-// true; nothing when it has none.
+// The platform's standard folder of that type; a missing one is made if `create` is true. No value
+// when the platform has none.
 std::optional<COrvikDirectoryPath> FindStandardFolder(FSVolumeRefNum domain, OSType type,
                                                       bool create);
 

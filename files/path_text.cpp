@@ -37,7 +37,7 @@ void RemoveInvalidInPaths(CAtlString& text) {
   for (const char16_t unit : kInvalidInPaths) text.Remove(unit);
 }
 
-// Whether the path begins as C:\ does.
+// Whether the path begins with a drive prefix ("C:\").
 bool HasDrivePrefix(const CAtlString& path) {
   return path.View().find(u":\\"sv) == 1;
 }
@@ -95,7 +95,8 @@ BOOL PathCanonicalize(char16_t* out, const char16_t* path) {
   if (out == nullptr || text.empty()) return FALSE;
   const std::size_t length = text.size();
   // The kept components are written from the end of the buffer to its start, each with the
-  // separator before it, and so never over text that is still to be read from the same buffer.
+  // separator before it. So they never overwrite text that is still to be read if both buffers are
+  // the same.
   std::size_t kept = length;
   std::size_t pending = 0;
   std::size_t end = length;
@@ -155,7 +156,7 @@ BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
   if (index < 0) return FALSE;
   const std::size_t first = static_cast<std::size_t>(index) + 1;
   if (text.size() > kLongestPath || first + text.size() > kLongestPath) return FALSE;
-  // The extension may be a part of the path.
+  // `extension` may point into `path`.
   if (!text.empty()) std::memmove(path + first, text.data(), text.size() * sizeof(char16_t));
   path[first + text.size()] = 0;
   return TRUE;
@@ -163,7 +164,7 @@ BOOL PathRenameExtension(char16_t* path, const char16_t* extension) {
 
 CAtlString FixFolderPathForPlatform(const CAtlString& path) {
   CAtlString fixed = path;
-  // Replacing copies a shared text even where it changes nothing.
+  // Replace copies a shared text even if it changes nothing.
   if (fixed.Find(u'\\') >= 0) fixed.Replace(u'\\', u'/');
   if (fixed.View().ends_with(u'/')) fixed = fixed.Left(fixed.GetLength() - 1);
   return fixed;

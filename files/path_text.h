@@ -20,7 +20,7 @@ namespace [[gnu::visibility("default")]] orvik {
 //   b           b                  (empty)              -1
 //   dir/.hid    .hid               dir                  4
 
-// After the last "/" that is followed by another character; the path itself when there is none.
+// Behind the last "/" that is followed by another character; the path itself if there is none.
 const char16_t* PathFindFileName(const char16_t* path);
 inline char16_t* PathFindFileName(char16_t* path) {
   return const_cast<char16_t*>(PathFindFileName(static_cast<const char16_t*>(path)));
@@ -30,22 +30,22 @@ inline char* PathFindFileNameA(const char*) {
   return nullptr;
 }
 
-// Cuts the path at its last "/", trailing ones taken off first. FALSE for an empty path.
+// Removes trailing "/", then cuts the path at its last "/". FALSE for an empty path.
 BOOL PathRemoveFileSpec(char16_t* path);
 
-// Joins with one "/", unless one of the two has it there already (both: two are kept). The result
-// is cut at MAX_PATH units, for which the buffer needs MAX_PATH + 1. FALSE, and nothing changed,
-// when the first path is longer than MAX_PATH - 1.
+// Joins with one "/", unless one of the two already has it there (if both have it, both are kept).
+// The result is cut at MAX_PATH units, so the buffer needs MAX_PATH + 1. FALSE, and nothing
+// changed, when the first path is longer than MAX_PATH - 1.
 BOOL PathAppend(char16_t* path, const char16_t* more);
 
-// Takes off every trailing "/", never the first character; returns the terminator.
+// Removes every trailing "/", but not the first character; returns the terminator.
 char16_t* PathRemoveBackslash(char16_t* path);
-// An empty path stays empty. Returns the path.
+// Appends a "/" unless the path ends in one or is empty. Returns the path.
 char16_t* PathAddBackslash(char16_t* path);
 
-// Drops "." components, and ".." components with the component each cancels; a ".." with nothing
-// left to cancel is dropped. `out` needs as much room as the path and may be the path. FALSE for an
-// empty path.
+// Removes "." components, and each ".." together with the component before it; a ".." at the start
+// is removed alone. `out` needs as much room as the path and may be the path. FALSE for an empty
+// path.
 //
 //   /a/./b -> /a/b    /a/../b -> /b    /a/b/.. -> /a    ../a -> /a    /a//../b -> /a/b
 BOOL PathCanonicalize(char16_t* out, const char16_t* path);
@@ -53,20 +53,21 @@ BOOL PathCanonicalize(char16_t* out, const char16_t* path);
 // The index of the last "." after the last "/"; -1 when there is none.
 int GetExtensionIndex(const char16_t* path);
 int GetExtensionIndexA(const char* path);
-// That ".", or null.
+// A pointer to that ".", or null.
 const char16_t* PathFindExtension(const char16_t* path);
 inline char16_t* PathFindExtension(char16_t* path) {
   return const_cast<char16_t*>(PathFindExtension(static_cast<const char16_t*>(path)));
 }
-// Cuts the path there; the index, or -1.
+// Cuts the path at that "."; returns its index, or -1.
 int PathRemoveExtension(char16_t* path);
 int PathRemoveExtensionA(char* path);
-// Replaces what follows that "."; FALSE, and nothing changed, without one and when the result would
-// exceed MAX_PATH - 1 units.
+// Replaces the text after that ".". FALSE, and nothing changed, if there is none or the result
+// would exceed MAX_PATH - 1 units.
 BOOL PathRenameExtension(char16_t* path, const char16_t* extension);
 
 // Rules about the text of paths and file names.
-//
+// Pure functions: they do not look at the disk and cannot fail. Lengths and indices count UTF-16
+// units.
 // Pure functions: none looks at the disk and none fails. Lengths and indices count UTF-16 units.
 //
 //   FixFolderPathForPlatform      C:\Users\x\  ->  C:/Users/x
@@ -82,18 +83,18 @@ CAtlString FixFolderPathForPlatform(const CAtlString& path);
 // The same for the path of a file.
 CAtlString FixFilePathForPlatform(const CAtlString& path);
 
-// FALSE when the name holds one of |><?*": ; slashes are not looked at.
+// FALSE when the name contains one of |><?*": ; slashes are ignored.
 BOOL FileNameIsValidForAllPlatforms(const CAtlString& name);
 
-// FALSE when the path holds one of |><?*" or a colon that is not the one of a drive prefix (C:\).
+// FALSE when the path contains one of |><?*" or a colon outside a drive prefix (C:\).
 BOOL FilePathIsValidForAllPlatforms(const CAtlString& path);
 
-// Removes what the two tests above refuse.
+// Remove the characters that the two tests above refuse.
 void FixFileNameInvalidCharacters(CAtlString& name);
 void FixFilePathInvalidCharacters(CAtlString& path);
 
-// Of a path that was pasted behind another one (a last colon behind index 3 with a backslash after
-// it) keeps the pasted one.
+// If a full path was pasted behind another one (the last colon has an index above 3 and is followed
+// by a backslash), keeps only the pasted path.
 void CleanupPathNameBecauseWindowsHasBugs(CAtlString& path);
 
 // Matching of file names against a pattern with "*" and "?".
@@ -105,7 +106,7 @@ void CleanupPathNameBecauseWindowsHasBugs(CAtlString& path);
 
 // "?" matches any one unit. "*" matches the units up to the first one that equals the pattern's
 // next unit, and does not try a later one; before "?" it matches nothing, at the end everything.
-// Every other unit matches itself; case counts.
+// Every other unit matches itself, in the same case only.
 bool MatchesWildcard(std::u16string_view name, std::u16string_view pattern);
 
 }  // namespace orvik

@@ -63,7 +63,7 @@ class Progress::Impl final : public host::Monitor {
       change();
       return !IsStopped();
     }
-    // The states that the callback sees are in order.
+    // The callback sees the states in order.
     const std::lock_guard calls(calls_);
     {
       const std::lock_guard guard(guard_);
@@ -76,11 +76,11 @@ class Progress::Impl final : public host::Monitor {
   const Callback callback_;
   const ProgressTotals totals_;
   std::atomic<bool> is_stopped_ = false;
-  std::mutex calls_;          // one callback at a time
-  mutable std::mutex guard_;  // of what follows
+  std::mutex calls_;          // for one callback at a time
+  mutable std::mutex guard_;  // for the members below
   std::string top_;
-  std::string path_;     // of the entry in work, below the top
-  ProgressState state_;  // its path is made from these two
+  std::string path_;     // of the current entry, below the top
+  ProgressState state_;  // without its path, which State() makes from these two
 };
 
 Progress::Progress(Callback callback, ProgressTotals totals)

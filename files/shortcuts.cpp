@@ -32,12 +32,12 @@ CAtlStringA ReadWhole(const COrvikFilePath& file) {
   return CAtlStringA(std::string_view(reinterpret_cast<const char*>(bytes), count));
 }
 
-// The text ends before the first NUL.
+// The text up to the first NUL.
 std::string TextOf(const CAtlStringA& content) {
   return std::string(content.View().substr(0, content.View().find('\0')));
 }
 
-// The URL in the text of a shortcut file; empty when there is none.
+// The URL in the text of a shortcut file; empty when it has none.
 std::string_view FindUrl(std::string_view text) {
   if (const std::size_t start = text.find(kPropertyListStart); start != kNone) {
     text.remove_prefix(start + kPropertyListStart.size());
@@ -51,7 +51,7 @@ std::string_view FindUrl(std::string_view text) {
   return text.substr(0, text.find_first_of(kDelimiters));
 }
 
-// The text in UTF-8: UTF-16 with a mark is converted, and a mark is taken off.
+// The text in UTF-8 without a byte-order mark; UTF-16 with a mark is converted.
 CAtlStringA WithoutMark(const CAtlStringA& content) {
   const std::string_view bytes = content.View();
   if (bytes.starts_with("\xEF\xBB\xBF"sv)) return CAtlStringA(bytes.substr(3));
@@ -72,7 +72,7 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(0, text.find_last_not_of(kBlank) + 1);
 }
 
-// A value of a desktop entry with its escapes undone.
+// A value of a desktop entry with its escapes decoded.
 std::string Unescaped(std::string_view value) {
   constexpr std::string_view kNames = "sntr\\";
   constexpr std::string_view kMeanings = " \n\t\r\\";
@@ -86,7 +86,7 @@ std::string Unescaped(std::string_view value) {
   return plain;
 }
 
-// The URL of a desktop entry that is a link; nothing for another text.
+// The URL of a desktop entry that is a link; no value for other texts.
 std::optional<std::string> UrlOfDesktopEntry(std::string_view text) {
   bool is_in_group = false;
   bool is_link = false;
@@ -147,7 +147,7 @@ CAtlString CFileManipulator::ResolveLinkFile(const COrvikFilePath& link) {
 HRESULT CFileManipulator::CreateShortcut(const COrvikFilePath& shortcut,
                                          const COrvikFilePath& target) {
   const std::optional<std::string> path = host::FileNameToBytes(target.GetFilePathString().View());
-  // The reader of the shortcut takes a "\" for a separator.
+  // ResolveShortcut takes a "\" as a separator.
   if (!path || path->find('\\') != std::string::npos) return E_INVALIDARG;
   return WriteAsciiStringToFile(shortcut, path->data(), static_cast<unsigned long>(path->size()));
 }

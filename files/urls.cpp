@@ -12,7 +12,7 @@ struct Scheme {
   std::u16string_view detected;
   const char16_t* written;
 };
-// In the order in which they are looked for.
+// In the order of detection.
 constexpr Scheme kSchemes[] = {
     {URL_HTTP, u"http://"sv, u"http://"},
     {URL_HTTPS, u"https://"sv, u"https://"},
@@ -27,7 +27,7 @@ constexpr Scheme kSchemes[] = {
     {URL_PROSPERO, u"prospero://"sv, u"prospero://"},
 };
 
-// Schemes are ASCII, so no locale has a say in their case.
+// Schemes are ASCII, so their case does not depend on the locale.
 bool EqualsNoCase(std::u16string_view text, std::u16string_view lower) {
   return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
                     [](char16_t a, char16_t b) {

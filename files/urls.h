@@ -1,6 +1,6 @@
 // The schemes of link texts.
 //
-// Only the beginning of a text is looked at; nothing else of it is checked. No function fails.
+// The functions look only at the beginning of a text and do not check the rest. They cannot fail.
 //
 //   text               GetUrlProtocol  MakeValidHyperlink          IsValidURL
 //   HTTPS://h/         10              unchanged, TRUE             TRUE
@@ -30,17 +30,17 @@ enum tagURLPROTOCOLS : int {
   URL_PROSPERO = 11,
 };
 
-// The scheme the text begins with, in any case.
+// The scheme at the beginning of the text, in any case.
 tagURLPROTOCOLS GetUrlProtocol(const CAtlString& url);
 
-// The beginning of a link of that scheme: "mailto://" for mail, "http://" for an unknown one.
+// The beginning of a link of that scheme: "mailto://" for mail, "http://" for an unknown scheme.
 CAtlString GetAppropriateProtocol(int protocol);
 
-// Trims white space, turns "\" into "/" and puts "http://" in front of a host name or path without
-// a scheme. TRUE when the result is a usable link.
+// Trims white space, turns "\" into "/" and puts "http://" before a host name or path without a
+// scheme. TRUE when the result is a usable link.
 BOOL MakeValidHyperlink(CAtlString& url);
 
-// TRUE when the text begins with a known scheme and has more than it. Nothing is repaired.
+// TRUE when the text begins with a known scheme and more text follows. Nothing is repaired.
 BOOL IsValidURL(const CAtlString& url);
 
 }  // namespace orvik

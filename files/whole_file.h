@@ -12,15 +12,15 @@ namespace [[gnu::visibility("default")]] orvik {
 
 // Writing a file as a whole.
 
-// Begins to replace the file (host/file_replacement.h). False when that is not possible.
+// Begins to replace the file (host/file_replacement.h). False when that fails.
 [[nodiscard("false: nothing is replaced")]] bool OpenReplacement(
     const COrvikFilePath& file, host::FileReplacement& replacement);
 
-// Makes the bytes the file's content in the same way. False when that fails.
+// Replaces the content of the file by the bytes in the same way. False when that fails.
 [[nodiscard("false: the file has its old content")]] bool WriteWholeFile(const COrvikFilePath& file,
                                                                          std::string_view bytes);
 
-// An open file of the C library that is closed with its owner.
+// An open file of the C library that its owner closes.
 
 struct CloseCFile {
   void operator()(std::FILE* file) const { std::fclose(file); }

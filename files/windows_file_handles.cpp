@@ -27,7 +27,7 @@ SInt8 PermissionFor(DWORD desired_access, DWORD share_mode) {
   }
 }
 
-// Of several that create one file at the same moment one alone succeeds.
+// If several callers create one file at the same moment, only one succeeds.
 bool CreateExclusively(const char16_t* path) {
   const std::optional<std::string> bytes = PathForLibc(path);
   return bytes && host::OpenForOutput(*bytes, O_WRONLY | O_CREAT | O_EXCL);
@@ -45,7 +45,7 @@ FileForkHandle* HandleOf(HANDLE handle) {
   return record->type_tag == kFileForkHandleTag ? record : nullptr;
 }
 
-// Unlocks the handle at its end.
+// The returned lock unlocks the handle at the end of its scope.
 using HandleLock = std::unique_ptr<pthread_mutex_t, int (*)(pthread_mutex_t*)>;
 
 HandleLock Lock(FileForkHandle* handle) {
@@ -53,7 +53,7 @@ HandleLock Lock(FileForkHandle* handle) {
   return {&handle->mutex, &pthread_mutex_unlock};
 }
 
-// Reads or writes at the mark.
+// Reads or writes at the current position.
 template <class Call, class Buffer>
 BOOL Transfer(Call call, HANDLE handle, Buffer* buffer, DWORD bytes, DWORD* bytes_done) {
   unsigned long done = 0;

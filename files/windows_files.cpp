@@ -84,7 +84,7 @@ BOOL CreateDirectory(const char16_t* path, void*) {
   const std::optional<std::string> bytes = PathForLibc(path);
   if (!bytes) return FALSE;
   const int error = host::MakeFolderAt(*bytes, 0777);
-  // Other failures than EEXIST may hide that something is there.
+  // An entry may exist also when the error is not EEXIST.
   return error == 0 || error == EEXIST || Inspect(bytes) ? TRUE : FALSE;
 }
 
@@ -193,7 +193,7 @@ int CurrentMachineOSXVersion() {
 }
 
 int ClassifyOSXVersion(DWORD version_word) {
-  constexpr DWORD kFirst = 0x1020;  // and 0x10 more for each of the next ones
+  constexpr DWORD kFirst = 0x1020;  // each later release adds 0x10
   if (version_word < kFirst) return -1;
   return static_cast<int>(std::min<DWORD>((version_word - kFirst) / 0x10, 3));
 }

@@ -1,4 +1,4 @@
-// Folders: their paths, and what is done to them.
+// The paths of folders, and operations on folders.
 #include "files/directory_path.h"
 #include "files/directory_manipulator.h"
 #include "files/file_manipulator.h"
@@ -93,7 +93,7 @@ TEST_F(DirectoryPathOnDisk, ListsSubfoldersInTheOrderOfTheirLastNames) {
   Folder(top_).ListSubDirectories(u"*", found, FALSE);
   Folder(At("none")).ListSubDirectories(u"*", found, TRUE);
   ASSERT_EQ(found.GetCount(), 3u);
-  EXPECT_EQ(Units(found[1]), u"/earlier/aa");  // the whole array is in order
+  EXPECT_EQ(Units(found[1]), u"/earlier/aa");  // the whole array is sorted
 }
 
 TEST_F(DirectoryPathOnDisk, NamesSubfoldersThatCannotBeRead) {
@@ -112,7 +112,7 @@ TEST_F(DirectoryPathOnDisk, NamesSubfoldersThatCannotBeRead) {
   EXPECT_EQ(report.failures[0].error, EACCES);
 }
 
-// MatchesWildcard has the patterns.
+// The test of MatchesWildcard has the patterns.
 TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
   Plant(top_, "a.txt a.b.txt B.TXT folder.txt/ link.txt->folder.txt pipe|");
   EXPECT_EQ(Files(u"*.txt"), (Names{u"a.txt", u"link.txt"}));
@@ -123,7 +123,7 @@ TEST_F(DirectoryPathOnDisk, FindsFilesByPattern) {
   EXPECT_TRUE(found.IsEmpty());
 }
 
-// A name is composed unless another entry has it.
+// A name is composed unless another entry has that name.
 TEST_F(DirectoryPathOnDisk, FindsNamesInTheSpellingThatLeadsToThem) {
   const std::pair<std::string, Names> steps[] = {
       {"cafe\xCC\x81", {u"caf\u00E9"}},
@@ -171,7 +171,7 @@ TEST_F(DirectoryPathOnDisk, FoldersThatThePlatformNamesMayHoldABackslash) {
   EXPECT_TRUE(Exists(home / ".local/share/Trash/info/file.trashinfo"));
 }
 
-// An object that is made before those of the library, which is linked statically here.
+// Constructed before the objects of the library, which is linked statically here.
 const Path kBeforeMain = [] {
   CPagewellEditionHelper::SetPagewellStudentUSBInstallDirectory(Path(u"/usb"));
   return Path::GetTempFileDirectoryPath();

@@ -83,7 +83,7 @@ TEST_F(FileManipulator, ReadsIntoABufferAndIntoAString) {
   EXPECT_EQ(version.GetFileChecksum(), File(At("copy")).GetFileChecksum());
 }
 
-// The same text is written again, and all names of a file are names of the new content.
+// The same text is written again, and all names of a file lead to the new content.
 TEST_F(FileManipulator, WritesBytes) {
   const COrvikFilePath f = File(At("f"));
   const std::tuple<COrvikFilePath, const char*, unsigned long> refused[] = {
@@ -131,8 +131,8 @@ TEST_F(FileManipulator, CopiesAndMovesAndSaysWhyNot) {
   EXPECT_EQ(report.failures.at(0).reason, u"Pipes, sockets and devices are not copied");
 }
 
-// Whether each call removes a file, a link to a folder, a full folder and an empty one, and what it
-// answers where nothing is. None follows a link.
+// Whether each call removes a file, a link to a folder, a full folder and an empty one, and its
+// result for a missing path. None follows a link.
 TEST_F(FileManipulator, EveryCallRemovesWhatItIsFor) {
   using Folders = CDirectoryManipulator;
   const auto windows = [](BOOL (*call)(const char16_t*)) {
@@ -190,7 +190,7 @@ TEST_F(FileManipulator, AsksBeforeOverwriting) {
       (Words{"Copy",
              "The file \"" + At("g").string() + "\" already exists.  Do you want to overwrite it?",
              "Cancel", "Overwrite"}));
-  EXPECT_TRUE(Answered(std::nullopt, copy_to("h")).first);  // nothing is there, so nobody is asked
+  EXPECT_TRUE(Answered(std::nullopt, copy_to("h")).first);  // nothing exists, so no question
 }
 
 void UseEnglishTexts() {
@@ -199,7 +199,7 @@ void UseEnglishTexts() {
       u"The file \"%s\" already exists.  Do you want to overwrite it?", u"Delete", u"Cancel",
       u"Copy", u"Overwrite");
 }
-// An object that is made before those of the library, which is linked statically here.
+// Constructed before the objects of the library, which is linked statically here.
 [[maybe_unused]] const bool kBeforeMain = (UseEnglishTexts(), true);
 
 TEST_F(FileManipulator, AsksBeforeDeleting) {
@@ -228,10 +228,10 @@ TEST_F(FileManipulator, AsksBeforeDeleting) {
   EXPECT_TRUE(removed && !Exists(path));
   EXPECT_EQ((Words{shown.header, shown.message, shown.buttons.at(0), shown.buttons.at(1)}),
             (Words{"Delete", own, "Cancel", "Delete"}));
-  EXPECT_TRUE(Answered(std::nullopt, remove).first);  // nothing is there, so nobody is asked
+  EXPECT_TRUE(Answered(std::nullopt, remove).first);  // nothing exists, so no question
 }
 
-// The clock may pass a second meanwhile, and a stamp is then free again.
+// The clock may pass a second meanwhile; then a name with the time stamp is unused again.
 TEST_F(FileManipulator, ThrowsAwayUnderANameThatIsFree) {
   COrvikDirectoryPath trash;
   EXPECT_FALSE(Manipulator::GetTrashPathForFile(File(At("none")), trash));

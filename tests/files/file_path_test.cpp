@@ -1,4 +1,4 @@
-// File paths, and names in another Unicode spelling than on disk, through every call.
+// File paths, and names in another Unicode spelling than on disk, for every call.
 #include "files/file_path.h"
 
 #include <sstream>
@@ -98,7 +98,7 @@ TEST_F(FilePathOnDisk, TakesAndGivesBackWritePermission) {
   }
 }
 
-// The largest is read by two threads. A size that 32 bits do not hold is 0xFFFFFFFF and never cut.
+// Two threads read the largest. A size that does not fit in 32 bits is 0xFFFFFFFF, never truncated.
 TEST_F(FilePathOnDisk, MeasuresRegularFilesOnly) {
   Plant(top_, "d/ link->f to_d->d pipe|");
   for (const int count : {0, 77'777, 1'000'000}) {
@@ -166,7 +166,7 @@ TEST_F(FilePathOnDisk, EveryCallFindsTheOtherSpellingAndMakesNoTwin) {
   WriteFile(At("tree") / decomposed / "x", "x");
   EXPECT_TRUE(CDirectoryManipulator::RemoveDirectoryAndContents(Folder(At("tree") / composed)));
   EXPECT_EQ(TreeText(top_), "source=new tree/");
-  // To another spelling of its own name, once.
+  // Moved to another spelling of its own name, once.
   for (const BOOL moves : {TRUE, FALSE}) {
     EXPECT_EQ(CFileManipulator::MoveFileTo(File(At("source")), file), moves);
     EXPECT_EQ(CFileManipulator::MoveFileTo(file, File(At(decomposed))), moves);
@@ -174,7 +174,7 @@ TEST_F(FilePathOnDisk, EveryCallFindsTheOtherSpellingAndMakesNoTwin) {
   }
 }
 
-// Names that are not UTF-8, and with a backslash, lead to the same file again.
+// Names that are not UTF-8 or contain a backslash lead back to the same file.
 TEST_F(FilePathOnDisk, MeetsThePathsOfOtherLibraries) {
   for (const fs::path& name : {At("b\\s"), At("caf\xE9"), At("\xC3\xA9")}) {
     WriteFile(name, "x");

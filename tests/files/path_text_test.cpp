@@ -12,7 +12,7 @@ namespace {
 using std::u16string;
 using std::u16string_view;
 
-// A path in a buffer of the fixed size, with a unit behind it that nothing may touch.
+// A path in a buffer of the fixed size, with a unit after it that must not change.
 struct Buffer {
   explicit Buffer(u16string_view text) { text.copy(units, text.size()); }
   u16string_view View() const {
@@ -110,7 +110,7 @@ TEST(PathRules, NormalFormHasSlashesAndLosesOneAtTheEnd) {
   }
 }
 
-// A table of whole paths: as they are, whether they are valid, and repaired.
+// A table of whole paths: each path, whether it is valid, and its repaired form.
 TEST(PathRules, TellsAndRemovesWhatOtherPlatformsRefuse) {
   for (const char16_t bad : u16string(u"|><?*\":")) {
     const CAtlString name = CAtlString(u"a") + bad;
@@ -143,7 +143,7 @@ TEST(PathRules, KeepsThePathThatWasPastedLast) {
   }
 }
 
-// An asterisk stops at the first unit that equals the next one of the pattern, and takes nothing
+// An asterisk stops at the first unit that equals the pattern's next unit, and matches nothing
 // before a question mark.
 TEST(Wildcard, MatchesWithoutGoingBack) {
   const auto cases = Rows<3>(
@@ -184,7 +184,7 @@ TEST_F(Shortcuts, WritesInternetShortcuts) {
   EXPECT_EQ(TreeText(top_), "dangling->elsewhere mine=x");
 }
 
-// What each of the two resolvers finds; "-" stands for nothing.
+// The result of each of the two resolvers; "-" means an empty one.
 TEST_F(Shortcuts, ResolvesShortcutsAndLinkFilesOfEveryKind) {
   const std::tuple<std::string, const char16_t*, const char16_t*> cases[] = {
       {"[InternetShortcut]\nURL=http://a\n", u"http://a", u"http://a"},
@@ -235,7 +235,7 @@ TEST_F(Shortcuts, KeepsThePathOfAFile) {
     EXPECT_EQ(ReadFile(file_), At(name));
     EXPECT_EQ(Units(CFileManipulator::ResolveShortcut(path_)), Units(File(At(name))));
   }
-  // Whoever read it would take the "\" for a separator.
+  // A reader would take the "\" as a separator.
   const COrvikFilePath backslash(PathFromBytes(At("back\\slash").string()));
   EXPECT_EQ(CFileManipulator::CreateShortcut(path_, backslash), E_INVALIDARG);
   EXPECT_EQ(CFileManipulator::CreateShortcut(path_, {}), E_INVALIDARG);
@@ -261,7 +261,7 @@ TEST(Urls, FindsTheScheme) {
   for (const char16_t* url : {u" http://a", u"ht\u0130tp://"}) EXPECT_EQ(GetUrlProtocol(url), 9);
 }
 
-// Repaired; whether it can be used then, and was valid as it was.
+// Each link, its repaired form, whether that is usable, and whether the link was valid before.
 TEST(Urls, RepairsAndJudgesLinks) {
   auto cases = Rows<4>(
       "WWW.abc http://WWW.abc yes no; Www.abc Www.abc no no; host/path http://host/path yes no;"

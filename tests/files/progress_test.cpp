@@ -17,11 +17,11 @@ Words FilesIn(const fs::path& top) {
   return files;
 }
 
-// tests/faults/ stops every operation at every answer; here is what the files alone do not show.
+// The tests in tests/faults/ stop every operation at every answer; these check more than the files.
 using ProgressTest = EnvironmentTest;
 
-// The volume can have no trash, and a copy to that of the home is stopped at its first answer, its
-// second one, and so on until it is done.
+// The volume can have no trash, and the copy to the home trash is stopped at its first answer, then
+// at its second one, and so on until it completes.
 TEST_F(ProgressTest, NothingIsDeletedInsteadOfThrownAway) {
   OnAVolume(At("volume"), "tmpfs", "size=9m", [this] {
     WriteFile(At("volume") / (".Trash-" + std::to_string(getuid())), "no folder");
@@ -44,7 +44,7 @@ TEST_F(ProgressTest, NothingIsDeletedInsteadOfThrownAway) {
   });
 }
 
-// Which entries count is shown with the operations of host/.
+// The tests of the operations of host/ show which entries count.
 TEST_F(ProgressTest, CountsEntriesAndBytes) {
   Plant(At("s"), "a=12345 d/b=123 pipe|");
   std::set<std::u16string> paths;
@@ -66,7 +66,7 @@ TEST_F(ProgressTest, CountsEntriesAndBytes) {
                        state.bytes_total};
   };
   using Counts = std::vector<std::uint64_t>;
-  EXPECT_EQ(counts(copying.State()), (Counts{3, 3, 8, 8}));  // the pipe, too, which failed
+  EXPECT_EQ(counts(copying.State()), (Counts{3, 3, 8, 8}));  // counts the pipe, which failed
   EXPECT_EQ(counts(copying_one.State()), (Counts{1, 1, 5, 5}));
 }
 
@@ -84,7 +84,7 @@ TEST_F(ProgressTest, AnotherThreadStopsAndLooks) {
   EXPECT_TRUE(progress.IsStopped());
   const Words copied = FilesIn(At("t")), all = FilesIn(At("s"));
   EXPECT_TRUE(std::includes(all.begin(), all.end(), copied.begin(), copied.end()));
-  // The object stops the next operation, too.
+  // The object also stops the next operation.
   EXPECT_EQ(CDirectoryManipulator::RecursivelyCopyDirectory(Folder(At("s")), Folder(At("u")), FALSE,
                                                             &report, &progress),
             E_ABORT);

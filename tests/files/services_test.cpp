@@ -1,4 +1,4 @@
-// Messages, checksums, counted strings, and memory that passes between components.
+// Messages, checksums, counted strings, and memory that components pass to each other.
 #include <climits>
 
 #include "files/checksum.h"
@@ -32,13 +32,13 @@ TEST(Messages, LoadsErrorTexts) {
   EXPECT_EQ(AfxLoadString(12345, nullptr, 9), 0);
 }
 
-// What a message box gives and shows, answered with one of its buttons.
+// The result and the alert of a message box that is answered with one of its buttons.
 std::pair<int, AlertRequest> Show(const char16_t* message, unsigned type,
                                   std::optional<int> button) {
   return test::Answered(button, [&] { return AfxMessageBox(message, type); });
 }
 
-// The labels, what each button gives, and what closing the alert gives.
+// The labels, the result of each button, and the result of closing the alert.
 TEST(Messages, EveryButtonGivesItsResult) {
   for (const auto& [type, labels, results, closed] : Rows<4, std::string>(
            "0 OK 1 1; 1 OK,Cancel 12 2; 2 Abort,Retry,Ignore 345 4; 3 Yes,No,Cancel 672 7;"
@@ -96,7 +96,7 @@ TEST(Checksum, GivesTheCheckValues) {
 using std::u16string_view;
 
 TEST(CountedStrings, CarryTheirLengthBeforeTheText) {
-  // The text, its units and bytes, and what stands in memory with the terminator.
+  // The text, its units and bytes, and its bytes in memory with the terminator.
   const std::tuple<BSTR, int, int, std::string_view> cases[] = {
       {SysAllocStringLen(u"a\0b", 3), 3, 6, {"a\0\0\0b\0\0", 8}},
       {SysAllocStringLen(nullptr, 2), 2, 4, {"\0\0\0\0\0", 6}},
@@ -122,7 +122,7 @@ TEST(CountedStrings, CarryTheirLengthBeforeTheText) {
 
 TEST(CountedStrings, AreReplaced) {
   BSTR text = SysAllocString(u"first");
-  EXPECT_TRUE(SysReAllocString(&text, text + 2));  // a piece of the old one
+  EXPECT_TRUE(SysReAllocString(&text, text + 2));  // a piece of the old string
   EXPECT_EQ(u16string_view(text), u"rst");
   EXPECT_TRUE(SysReAllocStringLen(&text, text, 2));
   EXPECT_EQ(u16string_view(text), u"rs");
@@ -136,7 +136,7 @@ TEST(PascalStrings, AreCutAt255Bytes) {
   pascal[256] = '#';
   EXPECT_EQ(CToPStr(pascal, "ab"), 2);
   EXPECT_EQ(std::string(pascal, pascal + 3), std::string("\x02") + "ab");
-  EXPECT_EQ(WideToPStr(pascal, u"\u0141b"), 2);  // the low byte
+  EXPECT_EQ(WideToPStr(pascal, u"\u0141b"), 2);  // only the low byte
   EXPECT_EQ(pascal[1], 0x41);
   EXPECT_EQ(WideToPStr(pascal, std::u16string(300, u'x').c_str()), 255);
   EXPECT_EQ(pascal[0], 255);

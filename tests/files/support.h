@@ -1,4 +1,4 @@
-// What the tests of paths and file operations share.
+// Shared by the tests of paths and file operations.
 #pragma once
 
 #include "files/directory_path.h"

@@ -150,7 +150,7 @@ TEST_F(WindowsFileRefsTest, FindsAndCreatesTheLastComponentOnly) {
   EXPECT_EQ(Find(u"a", true, true), noErr);
   EXPECT_EQ(Find(u"a/b/", true, false), noErr);
   EXPECT_EQ(TreeText(top_), "a/ a/b=");
-  // Whatever is there already is left alone.
+  // Existing objects are left unchanged.
   Plant(top_, "a/b=content dangling->nowhere");
   EXPECT_EQ(Find(u"a/b", true, true), noErr);
   EXPECT_EQ(Find(u"dangling", true, false), noErr);
@@ -163,7 +163,7 @@ TEST_F(WindowsFileRefsTest, ImpossiblePathsAreNotFound) {
     for (const char16_t* path : {u"", static_cast<const char16_t*>(nullptr)}) {
       EXPECT_EQ(GetFSRefFromFilename(path, &ref_, create, false), fnfErr);
     }
-    // Too long a component is neither found nor made, in whole or in part.
+    // A component that is too long is neither found nor made, not even shortened.
     EXPECT_NE(Find(std::u16string(300, u'n'), create), noErr);
   }
   EXPECT_TRUE(fs::is_empty(top_));
@@ -188,7 +188,7 @@ TEST_F(WindowsFileRefsTest, ParentAndName) {
 
 using WindowsTempNamesTest = EnvironmentTest;
 
-// Half a character of the prefix is part of the name, and the file can be made.
+// Half a character of the prefix becomes part of the name, and the file can be made.
 TEST_F(WindowsTempNamesTest, GivesTheFirstFreeNumber) {
   const std::u16string folder = top_.u16string();
   Plant(top_, "abc5 abc6/");

@@ -35,13 +35,13 @@ TEST_F(WindowsFilesTest, ExistenceAndKind) {
     EXPECT_EQ(PathFileExists(none), FALSE);
   }
   EXPECT_EQ(PathFileExists(u"/"), TRUE);
-  // A name does not end at a NUL, nor at the size of a fixed buffer.
+  // A name does not end at a NUL or at the size of a fixed buffer.
   for (const CAtlString& more : {CAtlString(u"\0more", 5), CAtlString(u'x', 300)}) {
     EXPECT_FALSE(COrvikFilePath(Text(At("file")) + more).FileExists());
   }
 }
 
-// A file of which nothing is known counts as a program.
+// A file that cannot be examined counts as a program.
 TEST_F(WindowsFilesTest, Programs) {
   Plant(top_, "script=#!/bin/sh text link->script folder/");
   fs::permissions(At("script"), fs::perms::owner_all);
