@@ -1,4 +1,4 @@
-// COM-style objects: the owning pointer, the reference count and what streams share.
+// COM-style objects: the owning pointer, the reference count and the base of the streams.
 #pragma once
 
 #include <cstddef>
@@ -25,12 +25,13 @@ class CComPtr {
     if (p != nullptr) p->Release();
   }
 
-  // The new object gets its reference before the old one loses its own.
+  // Takes the new reference before it releases the old one.
   CComPtr& operator=(Interface* object) {
     CComPtr(object).Swap(*this);
     return *this;
   }
-  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the other form retains before it releases
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): the operator above retains before it
+  // releases
   CComPtr& operator=(const CComPtr& other) { return *this = other.p; }
   CComPtr& operator=(CComPtr&& other) noexcept {
     CComPtr(std::move(other)).Swap(*this);
@@ -41,7 +42,7 @@ class CComPtr {
   Interface& operator*() const { return *p; }
   Interface* operator->() const { return p; }
 
-  // For use as the output argument of a factory; what it held is not released.
+  // For use as the output argument of a factory; does not release the object that it held.
   Interface** operator&() { return &p; }  // NOLINT(google-runtime-operator)
 
   // Takes over the caller's reference.
@@ -50,19 +51,19 @@ class CComPtr {
     taken.p = object;
     taken.Swap(*this);
   }
-  // Gives the reference to the caller.
+  // Hands the reference to the caller.
   [[nodiscard]] Interface* Detach() { return std::exchange(p, nullptr); }
   void Release() { CComPtr().Swap(*this); }
 
-  // E_POINTER for a null `out`; otherwise a reference of the caller's, or null.
+  // Stores a new reference for the caller, or null, in *out. E_POINTER for a null `out`.
   HRESULT CopyTo(Interface** out) const {
     if (out == nullptr) return E_POINTER;
     *out = CComPtr(p).Detach();
     return S_OK;
   }
 
-  // Whether both are one object: what they give for IID_IUnknown is compared, and for an object
-  // that refuses the query its address. Two nulls are equal.
+  // Whether both pointers lead to one object. Compares their results for IID_IUnknown, or the
+  // address of an object that refuses the query. Two nulls are equal.
   bool IsEqualObject(IUnknown* other) const { return IdentityOf(p) == IdentityOf(other); }
 
  private:
@@ -79,7 +80,7 @@ class CComPtr {
 };
 
 // The common base of the COM-style classes: the reference count, the interface query of a stream,
-// and the answer of the slots that a stream does not support.
+// and the result of the functions that a stream does not support.
 
 // Starts with one reference; the last Release deletes the object. References may be taken and
 // released in several threads at once; the other functions are called in one thread at a time.
@@ -103,8 +104,8 @@ class ReferenceCounted : public Interface {
   ReferenceCount references_;
 };
 
-// A stream answers to IID_IUnknown and IID_IStream; every other slot is E_NOTIMPL until a class
-// overrides it.
+// A stream answers to IID_IUnknown and IID_IStream; every other function gives E_NOTIMPL until a
+// class overrides it.
 template <typename Interface>
 class StreamBase : public ReferenceCounted<Interface> {
  public:

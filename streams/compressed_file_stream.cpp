@@ -20,9 +20,9 @@ namespace orvik {
 namespace {
 
 constexpr std::size_t kPiece = 1 << 16;
-constexpr std::uint64_t kSlack = 100;  // by which the compressed form may be longer
+constexpr std::uint64_t kSlack = 100;  // the most bytes by which compression may lengthen
 
-// False for a file that everybody lacks permission to write, also behind a link.
+// False for a file that no user may write (no write bit in its mode). Links are followed.
 bool MayBeWritten(const COrvikFilePath& path) {
   struct stat file;
   return host::StatPath(path.ToBytes(), 0, &file) != 0 ||
@@ -31,7 +31,7 @@ bool MayBeWritten(const COrvikFilePath& path) {
 
 }  // namespace
 
-// Replaces a file by one zlib stream at the default level, when it is finished.
+// Replaces a file by one zlib stream at the default level; Finish puts it in place.
 class CompressedFile {
  public:
   CompressedFile() = default;
@@ -41,17 +41,17 @@ class CompressedFile {
 
   // False when the file cannot be replaced.
   bool Open(const COrvikFilePath& path);
-  // False when the bytes could not be taken; nothing more is taken then.
+  // False when the bytes could not be compressed or written; then no more bytes are accepted.
   bool Write(const unsigned char* bytes, std::size_t count);
-  // Write, for a WriteBuffer.
+  // Write as a function for a WriteBuffer.
   auto writer() {
     return [this](const unsigned char* bytes, std::size_t count) { return Write(bytes, count); };
   }
 
   enum class WhenLarger { kFail, kStoreUncompressed };
   enum class Result { kFailed, kCompressed, kUncompressed };
-  // Ends the stream. A stream that is more than 100 bytes longer than what it holds is a failure,
-  // or leaves the bytes in the file as they are. After a failure the file is as it was.
+  // Ends the stream. If it is more than 100 bytes longer than its content, this fails, or stores
+  // the content uncompressed in the file. A failure leaves the old file as it was.
   Result Finish(WhenLarger when_larger);
 
  private:
@@ -119,7 +119,7 @@ CompressedFile::Result CompressedFile::Finish(WhenLarger when_larger) {
   return Result::kUncompressed;
 }
 
-// The bytes are in the stream that is not needed.
+// Decompresses the stream, which is not needed any more, to get the bytes.
 bool CompressedFile::StoreUncompressed() {
   host::FileReplacement plain;
   if (!OpenReplacement(path_, plain)) return false;
@@ -167,7 +167,8 @@ HRESULT CWritableCompressedFileStream::Write(const void* data, unsigned long cou
   if (!valid_ || is_finished_ || has_failed_ || (data == nullptr && count != 0)) {
     return E_INVALIDARG;
   }
-  // An exception leaves it so: what is incomplete must not replace the old file.
+  // If an exception leaves this function, the flag stays set: an incomplete file must not replace
+  // the old one.
   has_failed_ = true;
   if (!buffer_.Add(data, count, file_->writer())) return E_INVALIDARG;
   has_failed_ = false;
@@ -219,7 +220,7 @@ int zlib1_compress(unsigned char* destination, unsigned int* destination_length,
 
 namespace {
 
-// The two bytes at the start of a zlib stream without a preset dictionary (RFC 1950, 2.2).
+// Whether the two bytes begin a zlib stream without a preset dictionary (RFC 1950, 2.2).
 bool IsZlibHeader(const unsigned char* bytes) {
   return (bytes[0] & 0x0F) == Z_DEFLATED && bytes[0] >> 4 <= 7 && (bytes[1] & 0x20) == 0 &&
          (bytes[0] * 256 + bytes[1]) % 31 == 0;
@@ -241,19 +242,19 @@ struct CReadableCompressedFileStream::State {
     if (is_compressed) inflateEnd(&zlib);
   }
 
-  // Reads the next piece of the file; none is left at its end.
+  // Reads the next piece of the file; at its end the piece is empty.
   void Fill() {
     zlib.next_in = piece;
     zlib.avail_in = static_cast<uInt>(std::fread(piece, 1, kPiece, file.get()));
     if (std::ferror(file.get()) != 0) has_failed = true;
   }
 
-  // Bytes for the buffer; 0 at the end and after a failure.
+  // Fills the buffer; 0 at the end and after a failure.
   std::size_t Give(unsigned char* buffer, std::size_t count) {
     if (zlib.avail_in == 0) Fill();
     if (has_failed) return 0;
     if (!is_compressed || is_at_end) {
-      // Nothing lies behind a stream.
+      // A file must end with its stream.
       has_failed = is_at_end && zlib.avail_in != 0;
       if (is_at_end) return 0;
       const std::size_t given = std::min<std::size_t>(count, zlib.avail_in);
@@ -302,7 +303,7 @@ HRESULT CReadableCompressedFileStream::Read(void* buffer, unsigned long count,
   std::size_t total = 0;
   bool goes_on = true;
   while (goes_on && total < count && !state_->has_failed) {
-    // A piece of the file may give nothing before the next one is read.
+    // A piece of compressed bytes may yield nothing until the next piece is read.
     const bool was_at_end = state_->is_at_end;
     const std::size_t given = state_->Give(bytes + total, count - total);
     total += given;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::size_t kCopyPiece = 20000;
 
-// A sum that does not fit lies outside every file.
+// -1, a position outside every file, for a sum that does not fit.
 std::int64_t Sum(std::int64_t base, std::int64_t move) {
   std::int64_t sum;
   return __builtin_add_overflow(base, move, &sum) ? -1 : sum;
@@ -33,7 +33,7 @@ void CReadableStreamOnFile::InitializeStream(const COrvikFilePath& path, _LARGE_
 
 CFile CReadableStreamOnFile::InternalGetFileHandle() const {
   CFile file(CFileManipulator::OpenFile(path_, "rb"));
-  // There is nothing to read at a position that no file can have.
+  // If no file can have the position, read from the end.
   if (file && fseeko(file.get(), position_.QuadPart, SEEK_SET) != 0) {
     static_cast<void>(fseeko(file.get(), 0, SEEK_END));
   }

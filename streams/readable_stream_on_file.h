@@ -1,13 +1,12 @@
 // A read-only stream over a file.
 //
-// No file is held open between calls: each opens it, positions it and closes it again, so the file
-// may be replaced or removed in between. Only regular files and character devices are opened
-// (CFileManipulator::OpenFile).
+// The file is not kept open between calls: each call opens it, positions it and closes it again, so
+// the file may be replaced or removed in between. Only regular files and character devices are
+// opened (CFileManipulator::OpenFile).
 //
-// Reading works at any 64-bit position; beyond the end, and before the beginning, there is nothing
-// to read. The size is the 32-bit one of COrvikFilePath::GetFileSize,
-// taken once: for a file of 4 GiB or more it is 0xFFFFFFFF, seeking reaches no further, and the end
-// that a seek counts from lies there.
+// Reading works at any 64-bit position; reads after the end and before the beginning give no bytes.
+// The size is the 32-bit size of COrvikFilePath::GetFileSize, taken once. For a file of 4 GiB or
+// more it is 0xFFFFFFFF: positions above it cannot be sought, and STREAM_SEEK_END counts from it.
 #pragma once
 
 #include "files/file_path.h"
@@ -30,13 +29,13 @@ class CReadableStreamOnFile final : public StreamBase<IStream> {
   // file (the position is then the size + 1); E_UNEXPECTED when the file cannot be opened.
   HRESULT Seek(_LARGE_INTEGER move, unsigned long origin, _ULARGE_INTEGER* new_position) override;
   // Copies from the position, which does not move. E_FAIL when the file cannot be opened or ends
-  // before `count` bytes; what was there has been copied then, and no count is stored. Results of
-  // the target are not looked at. E_INVALIDARG for a null target.
+  // before `count` bytes; then the existing bytes have been copied, but no count is stored. Results
+  // of the target are ignored. E_INVALIDARG for a null target.
   HRESULT CopyTo(IStream* target, _ULARGE_INTEGER count, _ULARGE_INTEGER* read,
                  _ULARGE_INTEGER* written) override;
-  // The name is a fresh empty string, or left alone with STATFLAG_NONAME.
+  // The name is a fresh empty string; with STATFLAG_NONAME it is not changed.
   HRESULT Stat(tagSTATSTG* out, unsigned long flags) override;
-  // A stream of its own at the same position, whether or not it could open the file.
+  // A separate stream at the same position, even if it could not open the file.
   HRESULT Clone(IStream** out) override;
 
  private:

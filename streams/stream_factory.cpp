@@ -8,7 +8,7 @@
 namespace orvik {
 namespace {
 
-// Takes over the one reference of a fresh stream; drops a stream that could not be opened.
+// Takes over the only reference of a fresh stream; releases a stream that could not be opened.
 template <typename Stream>
 CComPtr<IStream> IfUsable(Stream* stream, bool usable) {
   CComPtr<IStream> kept;

@@ -1,9 +1,9 @@
 // The stream interfaces, in their slot order.
 //
-// Results: S_OK; S_FALSE from a read that delivered nothing; E_NOTIMPL from every slot that a class
-// does not support; E_NOINTERFACE; E_FAIL; STG_E_INVALIDFUNCTION from a seek outside the stream;
-// E_INVALIDARG; E_UNEXPECTED; E_POINTER for a null output pointer that cannot be left out. Counts
-// are bytes. Output pointers for counts and positions may be null unless a class says otherwise.
+// Results: S_OK; S_FALSE from a read without bytes; E_NOTIMPL from every function that a class does
+// not support; E_NOINTERFACE; E_FAIL; STG_E_INVALIDFUNCTION from a seek outside the stream;
+// E_INVALIDARG; E_UNEXPECTED; E_POINTER for a null output pointer that is required. Counts are
+// bytes. Output pointers for counts and positions may be null unless a class says otherwise.
 #pragma once
 
 #include <boost/smart_ptr/shared_array.hpp>
@@ -53,11 +53,11 @@ struct tagSTATSTG {
 
 class ISequentialStream : public IUnknown {
  public:
-  // Reads up to `count` bytes from the position on into `buffer` and moves the position behind
-  // them; `*read` is their number. Fewer than `count` come at the end of the stream.
+  // Reads up to `count` bytes from the position into `buffer` and moves the position behind them;
+  // `*read` is their number. It is below `count` at the end of the stream.
   virtual HRESULT Read(void* buffer, unsigned long count, unsigned long* read) = 0;
-  // Takes `count` bytes of `data`, which the stream does not keep; `*written` is how many it took.
-  // S_OK does not say that they are on disk: Finish does.
+  // Takes `count` bytes of `data`, which the stream does not keep; `*written` is the number taken.
+  // S_OK does not mean that they are on disk: only Finish reports that.
   [[nodiscard("bytes may not have been taken")]] virtual HRESULT Write(const void* data,
                                                                        unsigned long count,
                                                                        unsigned long* written) = 0;
@@ -70,7 +70,8 @@ class IStream : public ISequentialStream {
   virtual HRESULT Seek(_LARGE_INTEGER move, unsigned long origin,
                        _ULARGE_INTEGER* new_position) = 0;
   virtual HRESULT SetSize(_ULARGE_INTEGER size) = 0;
-  // Writes the next `count` bytes into `target`; `*read` and `*written` are how many came and went.
+  // Writes the next `count` bytes into `target`; `*read` and `*written` are the numbers of bytes
+  // read and written.
   virtual HRESULT CopyTo(IStream* target, _ULARGE_INTEGER count, _ULARGE_INTEGER* read,
                          _ULARGE_INTEGER* written) = 0;
   virtual HRESULT Commit(unsigned long flags) = 0;
@@ -79,49 +80,49 @@ class IStream : public ISequentialStream {
   virtual HRESULT UnlockRegion(_ULARGE_INTEGER offset, _ULARGE_INTEGER count,
                                unsigned long type) = 0;
   virtual HRESULT Stat(tagSTATSTG* out, unsigned long flags) = 0;
-  // A second stream over the same bytes with a position of its own. The caller owns the reference.
+  // A second stream over the same bytes with its own position. The caller owns the reference.
   virtual HRESULT Clone(IStream** out) = 0;
 };
 
-// The most bytes that a narrow string holds: its header and terminator count as well.
+// The most bytes of a narrow string, so that its header and terminator also fit.
 inline constexpr std::size_t kLongestNarrowString = 0x7FFFFFFF - 16;
 
-// A stream that collects what is written in memory and hands it over once.
+// A stream that collects the written bytes in memory and hands them over once.
 class IStreamOnBuffer : public IStream {
  public:
   // Bytes written so far.
   virtual unsigned long GetSize() = 0;
   // The content is the first GetSize() bytes; the allocation may be larger.
   virtual boost::shared_array<unsigned char> DetachBufferPointer() = 0;
-  // The content up to its first NUL byte; empty when no string can hold it (kLongestNarrowString).
+  // The content up to its first NUL byte; empty when it is too long for a string
+  // (kLongestNarrowString).
   virtual CAtlStringA DetachBufferAsString() = 0;
 };
 
-// How the writer of a stream learns whether all of it arrived.
+// How the writer of a stream learns whether all bytes arrived.
 //
-// The results of Write alone do not say so: bytes are gathered on their way, and a stream's last
-// bytes move when its last reference goes, which has no result.
+// The results of Write do not tell it: bytes are buffered, and the last bytes of a stream are
+// written by its last Release, which has no result.
 //
-// A second interface of the streams of this library that write.
+// This is a second interface of this library's streams that write.
 class IFinishableStream {
  public:
   virtual ~IFinishableStream() = default;
-  // Ends the stream: what was written is brought to its place, and a file is closed. S_OK when all
-  // of it arrived, E_FAIL otherwise; a further call gives the same. Files take no more bytes
-  // afterwards.
+  // Ends the stream: writes the buffered bytes and closes a file. S_OK when all bytes arrived,
+  // E_FAIL otherwise; a further call gives the same. Files accept no more bytes afterwards.
   [[nodiscard("it alone says whether all bytes arrived")]] virtual HRESULT Finish() = 0;
-  // The free bytes of the stream's buffer; what is put there has been written like by Write.
+  // The free bytes of the stream's buffer. Bytes put there count as written by Write.
   virtual WriteRoom* room() = 0;
 };
 
-// Finish of a stream that offers it; S_OK for one that does not, E_INVALIDARG for null.
+// Finish of a stream that has it; S_OK for other streams, E_INVALIDARG for null.
 [[nodiscard("it alone says whether all bytes arrived")]] inline HRESULT FinishStream(
     IStream* stream) {
   if (stream == nullptr) return E_INVALIDARG;
   auto* const finishable = dynamic_cast<IFinishableStream*>(stream);
   return finishable == nullptr ? S_OK : finishable->Finish();
 }
-// The room of a stream that offers it, or null. It lives as long as the stream.
+// The room of a stream that has one, or null. It lives as long as the stream.
 inline WriteRoom* RoomOfStream(IStream* stream) {
   auto* const finishable = dynamic_cast<IFinishableStream*>(stream);
   return finishable == nullptr ? nullptr : finishable->room();

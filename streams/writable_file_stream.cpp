@@ -19,7 +19,7 @@ void CWritableFileStream::InitializeStream(const COrvikFilePath& path, _LARGE_IN
   file_.reset(CFileManipulator::OpenFile(path, "w+b"));
   opened_ = file_ != nullptr;
   has_failed_ = !opened_;
-  // The bytes are gathered here, which is cheaper for small pieces than there.
+  // The stream's own buffer replaces that of the C library, because it is faster for small pieces.
   if (opened_) std::setvbuf(file_.get(), nullptr, _IONBF, 0);
 }
 

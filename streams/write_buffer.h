@@ -1,12 +1,11 @@
-// Gathering small pieces on their way into a stream. The XML writer writes many of a few bytes.
+// Buffers small pieces of a stream's bytes. The XML writer writes many pieces of a few bytes.
 //
 //   CopyPiece     copies a piece without a call
 //   WriteRoom     the free bytes of a stream, which a writer fills without a call of the stream
 //   WriteBuffer   64 KiB in front of a file, which its owner writes when they are full and at the
 //   end
-//
-// Nothing here fails but the function that a WriteBuffer is given to write with, and memory: too
-// little of it throws std::bad_alloc. One object is used in one thread at a time.
+// Only two things can fail: the write function that a WriteBuffer is given, and memory
+// (std::bad_alloc). One object is used in one thread at a time.
 #pragma once
 
 #include <cstddef>
@@ -17,8 +16,8 @@
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// memcpy, without the call for up to 16 bytes: two moves that may overlap cover a piece. Nothing is
-// touched for 0 bytes.
+// memcpy, without the call for up to 16 bytes: two moves that may overlap cover a piece. For 0
+// bytes no memory is accessed.
 inline void CopyPiece(unsigned char* to, const void* from_bytes, std::size_t count) {
   const auto* const from = static_cast<const unsigned char*>(from_bytes);
   const auto ends = [&]<typename Word>(Word first, Word last) {
@@ -40,13 +39,13 @@ inline void CopyPiece(unsigned char* to, const void* from_bytes, std::size_t cou
   }
 }
 
-// The free bytes at the end of a stream's buffer. They belong to the stream: every call of it may
-// move or close them.
+// The free bytes at the end of a stream's buffer. They belong to the stream: every call of the
+// stream may move or close them.
 struct WriteRoom {
   unsigned char* next = nullptr;
   std::size_t free = 0;
 
-  // False, and nothing is put, when there is no room; the stream's Write then does it.
+  // False, without a change, when the bytes do not fit; then use the stream's Write.
   bool Put(const void* data, std::size_t count) {
     if (count > free) return false;
     CopyPiece(next, data, count);
@@ -58,11 +57,11 @@ struct WriteRoom {
 
 class WriteBuffer {
  public:
-  // Closed, without free bytes, until there has been a piece, and after a flush.
+  // Without free bytes before the first piece and after a flush.
   WriteRoom* room() { return &room_; }
 
-  // Takes the bytes. `write` (bool of bytes and count) gets what has been gathered when there is no
-  // more room, and long pieces directly; the answer is its own.
+  // Takes the bytes. If they do not fit, `write` (bool of bytes and count) gets the buffered bytes;
+  // long pieces go to `write` directly. Returns its result, or true if it was not called.
   template <typename Write>
   bool Add(const void* data, std::size_t count, Write write) {
     if (room_.Put(data, count)) return true;
@@ -73,7 +72,7 @@ class WriteBuffer {
     return room_.Put(data, count);
   }
 
-  // Hands what has been gathered to `write`; true, without a call, when there is nothing.
+  // Hands the buffered bytes to `write`; true, without a call, when there are none.
   template <typename Write>
   bool Flush(Write write) {
     const unsigned char* const end = std::exchange(room_, {bytes_.get(), 0}).next;

@@ -10,7 +10,7 @@
 namespace orvik {
 namespace {
 
-constexpr std::size_t kFirstRoom = 4000;  // beside the first bytes
+constexpr std::size_t kFirstRoom = 4000;  // in addition to the first bytes
 constexpr std::uint32_t kMostBytes = std::numeric_limits<std::uint32_t>::max();
 
 }  // namespace
@@ -35,7 +35,7 @@ HRESULT CWriteableBufferStream::Write(const void* data, unsigned long count,
   return S_OK;
 }
 
-// By half each time, which keeps the copying linear.
+// By half each time, so that the time for copying stays linear.
 void CWriteableBufferStream::Grow(std::size_t new_size) {
   const std::size_t size = GetSize();
   const std::size_t room =

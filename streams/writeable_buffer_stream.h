@@ -1,8 +1,8 @@
 // A memory stream that only grows.
 //
-// Its size is a 32-bit number: a write that would pass 4 GiB is refused with E_FAIL and changes
-// nothing. After a detach the stream is spent: every write of at least one byte is refused with
-// E_FAIL, further detaches give nothing, and GetSize() keeps its value.
+// Its size is a 32-bit number: a write that would exceed 4 GiB - 1 is refused with E_FAIL and
+// changes nothing. After a detach the stream is empty for good: every write of at least one byte is
+// refused with E_FAIL, further detaches give nothing, and GetSize() keeps its value.
 #pragma once
 
 #include <cstdint>
@@ -16,16 +16,16 @@ namespace [[gnu::visibility("default")]] orvik {
 
 class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer>, public IFinishableStream {
  public:
-  // Appends; gives S_OK with all bytes written, or E_FAIL with none. Throws std::bad_alloc when
-  // there is no memory, and the content is kept.
+  // Appends all bytes (S_OK) or none (E_FAIL). Throws std::bad_alloc when memory is lacking; the
+  // content is kept.
   HRESULT Write(const void* data, unsigned long count, unsigned long* written) override;
   unsigned long GetSize() override;
   boost::shared_array<unsigned char> DetachBufferPointer() override;
-  // Writes a NUL byte first, so GetSize() counts it. Empty for content of 2 GiB or more, which no
-  // string can hold.
+  // Writes a NUL byte first, so GetSize() counts it. Empty for content of 2 GiB or more, which is
+  // too long for a string.
   CAtlStringA DetachBufferAsString() override;
 
-  // Whether all bytes were taken and a string could hold them. The stream goes on.
+  // Whether all bytes were taken and fitted in a string. The stream stays usable.
   HRESULT Finish() override { return has_failed_ ? E_FAIL : S_OK; }
   WriteRoom* room() override { return &room_; }
 
@@ -37,7 +37,7 @@ class CWriteableBufferStream final : public StreamBase<IStreamOnBuffer>, public 
   void Grow(std::size_t new_size);
 
   std::unique_ptr<unsigned char, Free> buffer_;
-  WriteRoom room_;  // behind the content; closed after a detach
+  WriteRoom room_;  // after the content; closed after a detach
   unsigned long detached_size_ = 0;
   bool detached_ = false;
   bool has_failed_ = false;

@@ -22,7 +22,7 @@ class WritableCompressedFileStreamTest : public EnvironmentTest {
  protected:
   WritableCompressedFileStreamTest() { fs::create_directory(folder_); }
 
-  // Another program's zlib, which also compresses the result again at its default level.
+  // Uses zlib in another program, which also compresses the result again at its default level.
   std::string Inflated() {
     const CommandResult result =
         RunCommand({"python3", "-c",
@@ -47,7 +47,7 @@ class WritableCompressedFileStreamTest : public EnvironmentTest {
     return FinishStream(stream);
   }
 
-  // The names beside the target and in the temporary folder.
+  // The names in the folder of the target and in the temporary folder.
   std::vector<std::string> Files() const {
     std::vector<std::string> names = NamesIn(folder_);
     for (const std::string& name : NamesIn(env_.temp())) names.push_back("tmp/" + name);
@@ -167,7 +167,7 @@ TEST_F(WritableCompressedFileStreamTest, IsReadAgain) {
       return {result, all};
     }
   };
-  // Long runs give much for few bytes, noise is left as it is.
+  // Long runs compress well; noise is stored uncompressed.
   for (const std::string& content : {std::string(), std::string("x"), std::string(3 << 20, 'a'),
                                      Noise(400'000), Noise(200'000)}) {
     ASSERT_EQ(Compress(content), S_OK);
@@ -175,8 +175,8 @@ TEST_F(WritableCompressedFileStreamTest, IsReadAgain) {
       EXPECT_TRUE(read(piece) == (std::pair<HRESULT, std::string>(S_FALSE, content)));
     }
   }
-  // Nearly the two bytes that a stream begins with: another method, a larger window, a dictionary,
-  // another check.
+  // Almost the first two bytes of a stream: another method, a larger window, a dictionary, another
+  // check.
   for (const std::string plain : {"\x77\x09z", "\x88\x1Cz", "\x78\x20z", "\x78\x02z", "\x78"}) {
     WriteFile(file_, plain);
     EXPECT_TRUE(read(2) == (std::pair<HRESULT, std::string>(S_FALSE, plain))) << plain;

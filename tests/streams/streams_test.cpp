@@ -15,7 +15,7 @@
 namespace orvik::test {
 namespace {
 
-// The writers refuse every query, as this one may.
+// The writers refuse every query; so can this stream.
 class PlainStream final : public StreamBase<IStream> {
  public:
   explicit PlainStream(bool refuses = false) : refuses_(refuses) {}
@@ -229,7 +229,7 @@ TEST_F(ReadableStreamOnFileTest, WhatCannotBeOpenedIsNoStream) {
     EXPECT_EQ(CStreamFactory::CreateWritableCompressedFileStream(path), nullptr);
     EXPECT_EQ(CStreamFactory::CreateReadableCompressedFileStream(path), nullptr);
   }
-  // Made directly, they are there and do nothing.
+  // Constructed directly, they exist but do nothing.
   CComPtr<CReadableStreamOnFile> reader;
   CComPtr<CWritableFileStream> writer;
   CComPtr<CWritableCompressedFileStream> compressor;
