@@ -13,8 +13,8 @@ namespace orvik {
 
 namespace {
 
-// The platform's preferences, which keep the entries of a file that did not change. Those of the
-// machine are saved as they are set.
+// The platform's preferences, which cache the entries of a file that did not change. Setting an
+// entry of the machine saves it at once.
 class PlatformDomainStore final : public DomainStore {
  public:
   explicit PlatformDomainStore(const EffectiveDomain& domain)
@@ -90,7 +90,7 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
   const bool changes = purpose == StorePurpose::kChange || purpose == StorePurpose::kCreate;
   if (changes) {
     const int error = Lock(purpose, wait);
-    // Without a folder there is no file to change, which reading finds out.
+    // Without a folder there is no file to change; Read reports that.
     if (error != 0 && (error != ENOENT || purpose == StorePurpose::kCreate)) {
       status_ = error == EWOULDBLOCK ? PrefStatus{PrefError::kLockNotObtained} : StatusOf(error);
       if (file_.is_lock_refused()) status_.error = PrefError::kLockRefused;
@@ -124,15 +124,14 @@ void FileDomainStore::Open(StorePurpose purpose, const LockWait& wait, RefusedRe
   }
 }
 
-// Nothing can be saved, but what is there can be found, as in a store that learns only when it
-// saves.
+// Nothing can be saved, but the present entries can be found, as in a store whose save fails.
 void FileDomainStore::ReadWithoutLock(int error) {
   if (error != EWOULDBLOCK && file_.Read() == plist::File::Contents::kEntries) root_ = file_.root();
 }
 
-// First the folder of the file, then the record: every writer takes them in this order, so that
-// none waits for another that waits for it. While the record is held by a process that knows no
-// kernel lock, the folder is free for others between two tries.
+// Every writer locks the folder of the file before the record, so that two writers never wait for
+// each other. If a process that does not use the kernel locks holds the record, the folder is
+// unlocked between two tries.
 int FileDomainStore::Lock(StorePurpose purpose, const LockWait& wait) {
   using Entered = SharedLockHold::Entered;
   LockTries tries(wait);

@@ -1,11 +1,12 @@
-// The top-level entries of one domain in one scope, opened for the length of one operation.
+// The top-level entries of one domain in one scope, opened for one operation.
 //
 //   scope     entries                                  Synchronize, Save
 //   shared    the shared preference file               nothing; writes the file
 //   user      the platform's preferences, this user    CFPreferencesSynchronize, both
 //   machine   the platform's preferences, any user     nothing: setting an entry saves it
 //
-// Transactions and everything that reports work on the file behind any scope (FileDomainStore).
+// Transactions and all functions that report reasons work on the file behind any scope
+// (FileDomainStore).
 #pragma once
 
 #include <memory>
@@ -24,20 +25,19 @@ class DomainStore {
  public:
   virtual ~DomainStore() = default;
 
-  // Picks up what other processes saved.
+  // Reads the changes that other processes saved.
   virtual PrefStatus Synchronize() { return PrefStatus::Ok(); }
 
-  // An entry; no value when there is none.
+  // An entry; no value when it does not exist.
   virtual plist::Value Entry(const plist::Text& name) = 0;
-  // Sets an entry, or removes it (no value). Setting the value that it has is not a change.
+  // Sets an entry, or removes it (no value). Setting the present value is not a change.
   virtual PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) = 0;
-  // The store's own dictionary, for changes in place that NoteChange follows; null where changes go
-  // through SetEntry.
+  // The store's own dictionary, for changes in place; call NoteChange after them. Null if changes
+  // must use SetEntry.
   virtual plist::Value* EntriesToChange() { return nullptr; }
   virtual void NoteChange() {}
 
-  // Saves what was set. A store that saves each entry as it is set has nothing left to do and
-  // succeeds.
+  // Saves the changes. Succeeds without effect in a store that saves each entry when it is set.
   virtual PrefStatus Save() = 0;
 };
 
@@ -59,43 +59,44 @@ PrefStatus CheckAddress(const EffectiveDomain& domain);
 std::string FileOfDomain(const EffectiveDomain& domain);
 
 // The file behind any scope: read once, changed in memory, written once. While it is open for a
-// change its folder is locked against every other user of this class and against the
-// synchronisation of preferences, of all users; in the shared scope the lock record of the given
-// domain is held, too.
+// change, its folder is locked against the other users of this class and against the
+// synchronisation of preferences, for processes of all users; in the shared scope the lock record
+// of the given domain is held, too.
 class FileDomainStore : public DomainStore {
  public:
   // A refused lock record (lock_record.h) makes a change fail, or is ignored.
   enum class RefusedRecord { kFail, kIgnore };
   FileDomainStore(const EffectiveDomain& domain, StorePurpose purpose, LockWait wait = {},
                   RefusedRecord refused = RefusedRecord::kFail);
-  // A path of the shared scope, changed without a record.
+  // A file of the shared scope by its path, changed without a record.
   FileDomainStore(std::string path, StorePurpose purpose);
 
-  // ok with entries, kNotFound without a file, kLockNotObtained, that of CheckAddress, or why the
-  // file cannot be read or its folder cannot be used for the change. In the last case the entries
-  // of a sound file are there all the same, and Save fails with this status.
+  // ok if the file has entries, kNotFound without a file, kLockNotObtained, the result of
+  // CheckAddress, or the reason why the file cannot be read or its folder cannot be used for the
+  // change. With the last reason, entries() still has those of a sound file, and Save fails with
+  // this status.
   const PrefStatus& status() const { return status_; }
   const plist::File& file() const { return file_; }
 
-  // Whether status() is that of a file that StartAnew may replace.
+  // Whether StartAnew may replace a file with this status().
   bool CanStartAnew() const;
   // Replaces a file that is not a property list of entries by an empty domain and keeps the old
-  // file beside it. Unless the new one is saved, the old one is put back.
+  // file beside it. If the new file is not saved, the old file is restored.
   PrefStatus StartAnew();
-  // Where StartAnew kept the old file.
+  // The path where StartAnew kept the old file.
   const std::string& kept() const { return file_.kept_path(); }
 
-  // All entries as they are now; no value without a sound file until something is set.
+  // The present entries; no value without a sound file until something is set.
   const plist::Value& entries() const { return root_; }
   // Replaces all entries.
   void ReplaceEntries(plist::Value entries);
 
   plist::Value Entry(const plist::Text& name) override;
-  // Fails with status() when there is no dictionary to put it in; a missing file is an empty one.
+  // Fails with status() when the file is not a dictionary; a missing file counts as an empty one.
   PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) override;
   plist::Value* EntriesToChange() override { return root_ ? &root_ : nullptr; }
   void NoteChange() override { changed_ = true; }
-  // Writes the file if something was changed; otherwise flushes the file that is there to disk.
+  // Writes the file if something was changed; otherwise flushes the existing file to disk.
   PrefStatus Save() override;
   // Returns the status that Save would give for the entries alone, without touching the file:
   // kNotSerializable, or kTooLarge for a file that could not be read again.
@@ -104,7 +105,7 @@ class FileDomainStore : public DomainStore {
  private:
   void Open(StorePurpose purpose, const LockWait& wait, RefusedRecord refused);
   void ReadWithoutLock(int error);
-  // Takes the lock of the folder and the record: 0, or an error number.
+  // Locks the folder and the record: 0, or an error number.
   int Lock(StorePurpose purpose, const LockWait& wait);
   PrefStatus StatusOf(int error) const;
 
@@ -116,15 +117,15 @@ class FileDomainStore : public DomainStore {
   plist::Value root_;
 };
 
-// The store of the shared scope, with its rules for setting an entry where no sound file is.
+// The store of the shared scope, with its rules for setting an entry without a sound file.
 class SharedDomainStore : public FileDomainStore {
  public:
   using FileDomainStore::FileDomainStore;
-  // For the writers, who have no result for a refused record: the kernel lock counts.
+  // For the writers, which cannot report a refused record: only the kernel lock counts.
   SharedDomainStore(const EffectiveDomain& domain, StorePurpose purpose)
       : FileDomainStore(domain, purpose, {}, RefusedRecord::kIgnore) {}
 
-  // Without a sound file only a dictionary is set, and starts a new file.
+  // Without a sound file only a dictionary can be set; it starts a new file.
   PrefStatus SetEntry(const plist::Text& name, const plist::Value& value) override;
 };
 

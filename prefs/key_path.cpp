@@ -9,7 +9,7 @@ namespace {
 
 constexpr char16_t kSeparator = u'\\';
 
-// Every separator becomes a backslash; those at the ends go, those inside stay.
+// Replaces every separator by a backslash and removes those at the ends; those inside stay.
 std::u16string Normalised(const CAtlString& path) {
   std::u16string text(path.View());
   for (char16_t& unit : text) {

@@ -1,7 +1,7 @@
 // Registry-style key paths: components separated by "/" or "\", counted from 1.
 //
-// Every operation normalises its own copy of the path first: "/" becomes "\", leading and trailing
-// separators go. Nothing else changes, so a doubled separator inside is an empty component.
+// Every operation first normalises its own copy of the path: "/" becomes "\", leading and trailing
+// separators are removed. A doubled separator inside stays and makes an empty component.
 //
 //   path                                 components
 //   Software/ORVIK Technologies/         2: "Software", "ORVIK Technologies"
@@ -33,14 +33,14 @@ CAtlString GetCompanyName();
 //   Software
 CAtlString ExtractMacPreferencePathFromFullPath(CAtlString path);
 
-// A normalised path, split once for a walk. Operations that take a KeyPath take a text, too.
+// A normalised path, split once for a walk. A text converts to a KeyPath.
 class KeyPath {
  public:
   KeyPath(const CAtlString& path);  // NOLINT(google-explicit-constructor)
   KeyPath(const char16_t* path) : KeyPath(CAtlString(path)) {}  // NOLINT
   template <IsStdText<char16_t> StdText>
   KeyPath(const StdText& path) : KeyPath(CAtlString(path)) {}  // NOLINT
-  // The names as they are: each may hold "/" and "\", which separate nothing.
+  // Takes the names unchanged: a "/" or "\" in a name does not separate.
   static KeyPath FromNames(std::vector<CAtlString> names);
 
   int count() const { return static_cast<int>(names_.size()); }
@@ -49,8 +49,8 @@ class KeyPath {
   const CAtlString& name(int index) const { return names_[static_cast<std::size_t>(index - 1)]; }
   // All components but the last; empty when there is at most one.
   KeyPath Parent() const;
-  // The path with "\" between its components. It names the same key only when no name holds a
-  // separator.
+  // The path with "\" between its components. As a path it leads to the same key only if no name
+  // contains a separator.
   const CAtlString& text() const { return text_; }
 
  private:

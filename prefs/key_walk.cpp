@@ -39,11 +39,11 @@ PrefValue EntryIn(const PrefValue& key, const CAtlString& name) {
   return value == nullptr ? PrefValue{{PrefError::kNotFound}, {}} : PrefValue{{}, *value};
 }
 
-// Changes a domain's entries in place. *changed tells whether anything is different now.
+// Changes a domain's entries in place. *changed tells whether they differ now.
 PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing, bool* changed) {
   {
-    // A reference that is kept would make the change copy the dictionary.
+    // The block releases this reference: otherwise the change would copy the dictionary.
     const PrefValue key = FindKey(root, path);
     if (key.status.error == PrefError::kNotAKey ||
         (!key.status.ok() && missing == MissingKeys::kFail)) {
@@ -72,7 +72,7 @@ PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString
 constexpr int kLeast = std::numeric_limits<int>::min();
 constexpr int kMost = std::numeric_limits<int>::max();
 
-// The nearest number of 32 bits; a real loses its fraction, and one that is not a number is 0.
+// The nearest 32-bit number; a real loses its fraction, and NaN becomes 0.
 int IntOfNumber(const plist::Value& value) {
   if (value.type() == plist::Type::kReal) {
     const double real = value.real();
@@ -132,8 +132,8 @@ PrefStatus NotSerializable(const KeyPath& path, const CAtlString* name, const pl
   return {.error = PrefError::kNotSerializable, .path = std::move(way)};
 }
 
-// A store with entries of its own is changed in place; of another one the top-level entry is taken
-// out, changed and set again as a whole, which is how the platform's preferences keep it.
+// A store with its own entries is changed in place. From other stores the whole top-level entry is
+// taken, changed and set again, because the platform's preferences store whole entries.
 PrefStatus ApplyChange(DomainStore& store, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing) {
   if (path.empty()) return store.SetEntry(name, value);

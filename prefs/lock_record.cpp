@@ -50,11 +50,11 @@ const OwnProcess& Own() {
   return own;
 }
 
-// A record that was saved before its process was started is that of an earlier process with the
-// same id and name, as the only process of a container has.
+// A record that is older than its process is the record of an earlier process with the same id and
+// name, for example of the only process of a container.
 bool WasSavedBefore(const host::FileIdentity& file, int pid) {
-  // The clock of files lags behind by one step of the kernel's timer; some volumes keep no part of
-  // a second, or only every other one.
+  // File times lag behind by one step of the kernel's timer; some volumes store whole seconds only,
+  // or every other second.
   constexpr std::int64_t kStep = 50'000'000, kSecond = 1'000'000'000;
   const std::optional<std::int64_t> start = host::StartTime(pid);
   const std::int64_t latest = file.modified + (file.modified % kSecond == 0 ? 2 * kSecond : kStep);
@@ -86,7 +86,7 @@ std::string LockRecord::FindObstacle() {
   const host::FilePlace& place = file_.place();
   if (place.error == EPERM || place.error == ELOOP) return place.obstacle;
   if (!place) return {};
-  // A device or a pipe notices that it is opened.
+  // Opening a device or a pipe may have effects, so check the type first.
   struct stat present;
   if (host::StatEntry(place, &present) != 0) return {};
   if (!host::IsTrustedFile(present, place.folder_attributes)) return path();
@@ -108,7 +108,7 @@ void LockRecord::Read() {
     return;
   }
   const bool has_entries = file_.Read() == plist::File::Contents::kEntries;
-  // Another file may have come into its place before it was opened.
+  // Another file may have replaced it before it was opened.
   const bool is_another =
       file_.opened().descriptor
           ? !host::IsTrustedFile(file_.opened().attributes, file_.place().folder_attributes)
@@ -150,7 +150,7 @@ void LockRecord::Take() {
 
 void LockRecord::Release() {
   if (Save(0, CAtlString(), std::nullopt) != 0 && MayChange()) {
-    // Also one that could not be read.
+    // Even a record that could not be read.
     file_.Remove(identity().exists ? identity() : examined_);
   }
 }
@@ -236,7 +236,7 @@ bool SharedLockHold::Take(const CAtlString& domain, LockTries& tries,
       record_->Read();
       if (!record_->IsHeld()) {
         if (takes) {
-          // If taking it fails without memory, the destructor releases it.
+          // If Take fails for lack of memory, the destructor releases the record.
           record_->Take();
         } else {
           record_.reset();

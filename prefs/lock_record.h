@@ -1,8 +1,8 @@
 // The record of shared_lock.h in its file.
 //
-// Every user who may write the folder of the record can replace it. So the record is
-// refused unless it is a regular file with one name of a trusted user (host/file_lock.h), and no
-// link of another user leads to its folder. A refused one counts as free, and is never written or
+// Every user who may write the folder of the record can replace it. So the record is refused unless
+// it is a regular file with one name, belongs to a trusted user (host/file_lock.h), and no link of
+// another user leads to its folder. A refused record counts as free, and is never written or
 // removed.
 #pragma once
 
@@ -18,25 +18,25 @@ namespace orvik {
 
 class LockRecord {
  public:
-  // The record of the lock of a domain. What it says is that of the last Read.
+  // The record of the lock of a domain. The values are those of the last Read.
   explicit LockRecord(const CAtlString& domain);
 
-  // Keeps other processes from testing or changing the record. False when another one does so for
-  // the whole wait. Where the kernel lock cannot be had at all, the record alone counts.
+  // Keeps other processes from testing or changing the record. False when another process does so
+  // for the whole wait. If the kernel lock is not available at all, only the record counts.
   bool Lock(int milliseconds = plist::File::kLockMilliseconds);
   void Unlock() { file_.Unlock(); }
 
   void Read();
-  // Of the last Lock or Read: the path of what is refused; "" otherwise.
+  // After Lock or Read: the path that was refused, or "".
   const std::string& refused() const { return refused_; }
   int lock() const;
   CAtlString process() const;
   int pid() const;
   bool IsHeld() const;
 
-  // A record that cannot be saved is not noticed.
+  // A failure to save the record is not reported.
   void Take();
-  // Needs no room: a record that cannot be rewritten where it lies is removed.
+  // Needs no free space: a record that cannot be rewritten in place is removed.
   void Release();
 
   const std::string& path() const { return file_.path(); }
@@ -46,48 +46,47 @@ class LockRecord {
   // Sets "lock" and "process", and sets or removes "pid".
   int Save(int lock, const CAtlString& process, std::optional<int> pid);
   plist::Value Entry(const char16_t* name) const;
-  // The reason to refuse it, as far as that is visible without opening it.
+  // The reason to refuse the record, if it is visible without opening the file.
   std::string FindObstacle();
   void Refuse(std::string path);
-  // A place that was not found as for a change may lie behind a link of another user.
+  // Without a place found for a change, a link of another user may lead to the folder.
   bool MayChange() const { return refused_.empty() && file_.has_place(); }
 
   plist::File file_;
   std::string refused_;
-  host::FileIdentity examined_;  // of the file that is not refused
-  plist::Value entries_;         // no value without a list of entries
+  host::FileIdentity examined_;  // a trusted file, by its attributes
+  plist::Value entries_;         // no value unless the record is a dictionary
 };
 
 // The name of a running process; "" when there is none, or without /proc.
 CAtlString NameOfProcess(int pid);
 
-// How long a change may wait for the lock of its domain. Nothing: as long as the rules of the lock
+// How long a change may wait for the lock of its domain. No value: as long as the rules of the lock
 // say. Otherwise at most this long; 0 tries once.
 using LockWait = std::optional<std::chrono::milliseconds>;
 
-// The tries of one change. Without a wait of its own there are ten, a second apart, and all that is
-// waited for, kernel locks included, takes ten seconds; under a SharedLockTimeLimit (shared_lock.h)
-// these are those of the limit.
+// The tries of one change. Without a wait of its own there are ten tries, a second apart, and all
+// waits together, kernel locks included, take at most ten seconds. Under a SharedLockTimeLimit
+// (shared_lock.h) its tries and its time count.
 class LockTries {
  public:
   explicit LockTries(const LockWait& wait);
 
-  // The time that a try may wait for a kernel lock; 0: it tries once.
+  // How long a try may wait for a kernel lock; 0: it tries once.
   std::chrono::milliseconds Left() const;
   int LeftMilliseconds() const { return static_cast<int>(Left().count()); }
 
-  // After a try: waits, and says whether there is another one.
+  // After a try: waits, and returns whether to try again.
   bool Again();
 
  private:
   std::chrono::steady_clock::time_point end_;
-  std::optional<int> tries_;  // of its own
-  bool is_limited_;           // by the caller's wait
+  std::optional<int> tries_;  // if not those of a limit
+  bool is_limited_;           // has the caller's wait
 };
 
 // The record of shared_lock.h, held to the end of the C++ scope together with the kernel lock of
-// the folder that keeps it. No process can change the record meanwhile, so its release need not
-// read it.
+// its folder. No process can change the record meanwhile, so Release does not read it again.
 class SharedLockHold {
  public:
   SharedLockHold() = default;
@@ -95,23 +94,23 @@ class SharedLockHold {
   SharedLockHold(const SharedLockHold&) = delete;
   SharedLockHold& operator=(const SharedLockHold&) = delete;
 
-  // The locks that a try has taken besides the record.
+  // The result of taking the other locks of a try.
   enum class Entered {
-    kBusy,     // another holds it for the whole wait
-    kLocked,   // or it cannot be locked at all
-    kNothing,  // there is nothing to be locked: the record is looked at, but not taken
+    kBusy,     // another process holds one for the whole wait
+    kLocked,   // locked, or without a lock that could be had
+    kNothing,  // nothing to lock: the record is read but not taken
   };
 
-  // Takes the lock of the domain. Before each try calls `enter`, which queues at what else is to be
-  // locked for as long as the tries leave. After a try that finds the record held it calls `leave`.
-  // False when the lock could not be had.
+  // Takes the lock of the domain. Each try first calls `enter`, which waits for the other locks as
+  // long as the tries allow. After a try that finds the record held, `leave` is called. False when
+  // the lock could not be obtained.
   bool Take(const CAtlString& domain, LockTries& tries, const std::function<Entered()>& enter,
             const std::function<void()>& leave);
 
-  // Leaves the record as it is, so that the process goes on holding the lock.
+  // Keeps the record, so that the process holds the lock beyond this object.
   void Leave() { record_.reset(); }
 
-  // While the lock is held: the path that makes the record refused (lock_record.h), so that only
+  // While the lock is held: the path for which the record was refused (LockRecord), so that only
   // the kernel lock counts; else "".
   std::string refused() const { return record_ ? record_->refused() : std::string(); }
 

@@ -14,7 +14,7 @@ namespace orvik {
 PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise) {
   if (error == 0) return PrefStatus::Ok();
   static constexpr std::tuple<int, PrefError, bool> kMeanings[] = {
-      // whether of reading, too
+      // Error number, meaning, and whether reading can also give that meaning.
       {EFBIG, PrefError::kTooLarge, true},      {ENOTDIR, PrefError::kInTheWay, true},
       {ELOOP, PrefError::kInTheWay, true},      {ENOSPC, PrefError::kDiskFull, false},
       {EDQUOT, PrefError::kDiskFull, false},    {EROFS, PrefError::kReadOnly, false},
@@ -32,7 +32,7 @@ PrefStatus PrefStatusFromErrno(int error, std::string path, PrefError otherwise)
 
 namespace {
 
-// In lower case; "unknown error" for a status that no error number gives, "" for 0.
+// In lower case; "unknown error" for a status without a known error number, "" for 0.
 const char* StatusText(OSStatus status) {
   static constexpr std::pair<OSStatus, const char*> kTexts[] = {
       {noErr, ""},

@@ -14,7 +14,7 @@ struct PreferenceWatch::State {
         domain(watched_domain),
         watch(PreferenceFilePath(scope, domain)) {}
 
-  // Reads the values; those of a file that cannot be read stay as they are.
+  // Reads the values; if the file cannot be read, they stay as they are.
   void Read() {
     PrefValue found = ReadPreferenceKey(scope, key_path, domain);
     status = std::move(found.status);
@@ -30,7 +30,7 @@ struct PreferenceWatch::State {
   int scope;
   KeyPath key_path;
   CAtlString domain;
-  // Watching begins before the first reading, so that no change falls between them.
+  // Watching begins before the first reading, so that no change is missed between them.
   host::FileWatch watch;
   PrefStatus status;
   plist::Value values = plist::Value::Dictionary();

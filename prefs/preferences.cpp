@@ -15,7 +15,7 @@ namespace orvik {
 
 namespace {
 
-// The value that a reader finds, or none.
+// The value for a reader, or no value.
 plist::Value FindPreference(int scope, const KeyPath& path, const CAtlString& name,
                             const CAtlString& domain) {
   const EffectiveDomain effective(scope, domain);
@@ -25,7 +25,7 @@ plist::Value FindPreference(int scope, const KeyPath& path, const CAtlString& na
   return std::move(FindValueIn(*store, path, name).value);
 }
 
-// A failure to save is not reported; `save_error` receives it as an error number.
+// A failure to save does not change the result; `save_error` receives it as an error number.
 DWORD ChangeEntryOnce(const EffectiveDomain& effective, const KeyPath& path, const CAtlString& name,
                       const plist::Value& value, int& save_error) {
   const bool writes = static_cast<bool>(value);
@@ -42,7 +42,7 @@ DWORD ChangeEntryOnce(const EffectiveDomain& effective, const KeyPath& path, con
   return kPreferenceSuccess;
 }
 
-// The one way in which the writers and deleters change a value; no value removes it.
+// All writers and deleters change a value through this function; no value removes it.
 DWORD ChangeEntry(int scope, const CAtlString& domain, const KeyPath& path, const CAtlString& name,
                   const plist::Value& value) {
   const EffectiveDomain effective(scope, domain);

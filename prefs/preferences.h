@@ -3,14 +3,13 @@
 // Each key of a key path is a dictionary inside the one before it; the first is a top-level entry
 // of the domain. With an empty key path the value name is itself a top-level entry. Value names are
 // used as given; the empty name is valid. scope.h has the scopes, key_path.h the paths.
+// Writers and deleters return one of the result codes below. They return success even if the store
+// could not save (transaction.h reports that). Unknown scopes read and write nothing. Strings are
+// taken by value; the caller's strings do not change.
 //
-// Writers and deleters answer with one of the result codes below. They do not report whether a
-// store could save: that is a success for them (transaction.h reports it). Unknown scopes read and
-// write nothing. Strings are taken by value; the caller's strings do not change.
-//
-// Several threads may read and change settings at once. What the store keeps in memory between two
-// calls (the entries of the user and machine scopes that it has read) is guarded by a mutex; a
-// change of one thread waits for that of another as it does for that of another process.
+// Several threads may read and change settings at once. A mutex guards the store's memory between
+// two calls (the entries of the user and machine scopes that it has read). A change in one thread
+// waits for a change in another thread as for one in another process.
 #pragma once
 
 #include "platform/core_foundation/base.h"
@@ -25,14 +24,14 @@ namespace [[gnu::visibility("default")]] orvik {
 // The answers of the writers and deleters.
 inline constexpr DWORD kPreferenceSuccess = 0;
 inline constexpr DWORD kPreferenceNotFound = 2;
-inline constexpr DWORD kPreferenceInvalidDomain = 123;  // IsUsableDomain; nothing was touched
+inline constexpr DWORD kPreferenceInvalidDomain = 123;  // unusable domain; nothing was touched
 // The key path leads through a value, or the path has more components than a property list
 // may have levels.
 inline constexpr DWORD kPreferenceBadKey = 1010;
 inline constexpr DWORD kPreferenceLockNotObtained = 1460;  // shared scope; nothing was changed
 
-// Puts a value under a key path, making the keys that are missing and replacing a value of that
-// name of whatever type. A value on the key path that is not a dictionary is not overwritten
+// Set a value under a key path. Missing keys are made, and a value of that name is replaced,
+// whatever its type. A value on the key path that is not a dictionary is not overwritten
 // (kPreferenceBadKey).
 DWORD WritePreferenceString(int scope, CAtlString key_path, CAtlString name, CAtlString value,
                             CAtlString domain);
@@ -53,23 +52,23 @@ CAtlString GetPreferenceString(int scope, CAtlString key_path, CAtlString name,
 int GetPreferenceInt(int scope, CAtlString key_path, CAtlString name, int default_value,
                      unsigned long* error, CAtlString domain);
 
-// Removes a value (or key) of a key path. kPreferenceNotFound when there is no such key path;
-// success when only the name is missing. Keys that become empty stay.
+// Removes a value (or key) of a key path. kPreferenceNotFound when the key path does not exist or
+// leads through a value; success when only the name is missing. Keys that become empty stay.
 DWORD DeletePreference(int scope, CAtlString key_path, CAtlString name, CAtlString domain);
 
-// Removes the last key of the key path with everything below it; success also when it is not there.
-// The path is split at its last separator, and the rest is normalised as a path of its own: of
-// "A//B" the entry "B" of the key "A" goes, where every other operation means the key "B" in the
-// key "" in "A". An empty path means the top-level entry with the empty name.
+// Removes the last key of the key path with everything below it; success also when it does not
+// exist. The path is split at its last separator, and the rest is normalised again: "A//B" removes
+// the entry "B" of the key "A", whereas every other operation takes it as the key "B" in the key ""
+// in "A". An empty path means the top-level entry with the empty name.
 DWORD RecursivePreferenceDelete(int scope, CAtlString key_path, CAtlString domain);
 
-// Appends the names of all values and keys under a key path, in no promised order; nothing for an
-// empty key path or one that is not there.
+// Appends the names of all values and keys under a key path, in any order; nothing for an empty or
+// missing key path.
 void ListPreferences(int scope, CAtlString key_path,
                      CAtlArray<CAtlString, CElementTraits<CAtlString>>& names, CAtlString domain);
 
 // The folder of an application's data below the maker's folder in the user's Application Support
-// folder, ending in "/". It is not made. Names are compared without regard to case:
+// folder, ending in "/". It is not made. The case of the names does not matter:
 //
 //   vistago                 .../ORVIK Technologies/Vistgo/
 //   ORVIK Pagewell          .../ORVIK Technologies/Pagewell Software/

@@ -58,8 +58,8 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain) {
 
 namespace {
 
-// The result of repairing a file as it was found. The entries go to `entries`, and the status
-// says whether they may take the file's place unasked.
+// Plans the repair of a file as it was found. `entries` gets the entries to save, and the status
+// tells whether they may replace the file without kReplace.
 PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
   PrefRepair repair;
   repair.status = store.status();
@@ -87,8 +87,8 @@ PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
 
 }  // namespace
 
-// Reads twice when it saves: what was planned without the lock is saved only if the file still has
-// the same bytes; else the plan is made again under the lock.
+// Reads twice when it saves: a plan made without the lock is saved only if the file still has the
+// same bytes; else the plan is made again under the lock.
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait, PrefRepairMode mode) {
   const EffectiveDomain effective(scope, domain);
@@ -96,7 +96,7 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
   const auto may_save = [&](const PrefRepair& repair) {
     return entries && (repair.status.ok() || mode == PrefRepairMode::kReplace);
   };
-  // Salvaging may take long: the lock is only for writing.
+  // Salvaging may take long: the lock is only held for writing.
   const FileDomainStore found(effective, StorePurpose::kRead);
   PrefRepair repair = Plan(found, entries);
   if (mode == PrefRepairMode::kDryRun || !may_save(repair)) return repair;
@@ -104,7 +104,7 @@ PrefRepair RepairDomain(int scope, const CAtlString& domain,
   const plist::Bytes &now = store.file().bytes(), &then = found.file().bytes();
   const bool is_same = now != nullptr && then != nullptr && *now == *then;
   if (store.status().error != found.status().error || !is_same) {
-    // The lock was not obtained, or somebody was faster.
+    // The lock was not obtained, or another process changed the file.
     entries = {};
     repair = Plan(store, entries);
     if (!may_save(repair)) return repair;

@@ -1,8 +1,8 @@
-// The reading side of the preference store for callers that need reasons, and the files behind it.
+// Reading the preference store with reasons for failures, and the files behind it.
 //
-// Everything works on the file behind a scope (0 to 5) and domain as it lies on disk at that
-// moment, in all scopes alike; changes go through transaction.h. Failures are in the status; a
-// result that is not ok() holds no value.
+// All functions work on the file behind a scope (0 to 5) and domain as it is on disk at that
+// moment, for all scopes alike. Changes are made with transaction.h. The status tells of failures;
+// a result that is not ok() has no value.
 #pragma once
 
 #include <chrono>
@@ -34,8 +34,8 @@ std::string PreferenceFilePath(int scope, const CAtlString& domain);
 // kRefusedDomain, kUnknownScope.
 PrefValue ReadDomain(int scope, const CAtlString& domain);
 
-// One value or key of any type. kNotFound when there is none; kNotAKey when a value is on the
-// path. An empty key path looks among the top-level entries.
+// One value or key of any type. kNotFound when it does not exist; kNotAKey when the path leads
+// through a value. An empty key path means the top-level entries.
 PrefValue ReadPreference(int scope, const KeyPath& key_path, const CAtlString& name,
                          const CAtlString& domain);
 
@@ -49,23 +49,23 @@ PrefStatus ListPreferenceNames(int scope, const KeyPath& key_path, const CAtlStr
 
 // Whether the file is a sound property list of entries.
 struct PrefCheck {
-  PrefStatus status;  // as ReadDomain
-  CAtlString damage;  // of a damaged file: what is wrong, in text with line and column
+  PrefStatus status;  // as of ReadDomain
+  CAtlString damage;  // the fault in a damaged file, with line and column in XML and text
 };
-// Reads the file and changes nothing. `damage` is "" for any other status than kDamaged.
+// Reads the file and changes nothing. `damage` is "" unless the status is kDamaged.
 PrefCheck CheckDomain(int scope, const CAtlString& domain);
 
-// Something that a repair could not save (plist/salvage.h).
+// A loss: a part of the file that a repair could not save (plist/salvage.h).
 using PrefLoss = plist::Loss;
 
 // The outcome of a repair or of its dry run.
 struct PrefRepair {
   PrefStatus status;       // ok() when the file is, or would be, a sound property list of entries
-  bool was_sound = false;  // nothing had to be done
-  std::string kept_copy;   // where the damaged file now lies beside the repaired one
+  bool was_sound = false;  // nothing had to be repaired
+  std::string kept_copy;   // the path of the damaged file beside the repaired one
   int entries = 0;         // top-level entries that could be saved
-  // The losses, in the order of their places in the file. No more than the first thousand are
-  // listed; `lost` counts all.
+  // The losses, in the order of their places in the file. At most the first thousand are listed;
+  // `lost` counts all.
   std::vector<PrefLoss> losses;
   std::size_t lost = 0;
 };
@@ -73,16 +73,16 @@ struct PrefRepair {
 enum class PrefRepairMode {
   kSave,
   kDryRun,   // change nothing, take no lock
-  kReplace,  // as kSave, and replace a file that gives no entry by an empty domain
+  kReplace,  // as kSave, but replaces a file without any entry by an empty domain
 };
 
-// Saves what can be read of a damaged file and keeps the damaged one beside it. Of every form each
-// value that is whole is saved, also behind what is wrong; a binary list needs its table of
-// objects, which is at its end. `wait` is that of Transaction::WaitAtMost.
+// Saves the readable entries of a damaged file and keeps the damaged file beside it. In every form
+// each intact value is saved, even behind a fault; a binary list needs its table of objects, which
+// is at its end. `wait` is as for Transaction::WaitAtMost.
 //
-// Nothing is changed, unless the mode is kReplace, with kNothingSaved, when there is no entry to be
-// saved, and with kRootNotDictionary, when the file is a sound property list of another kind. The
-// losses are listed then, too. Nothing is changed, either, without a file (kNotFound) and when it
+// Unless the mode is kReplace, nothing is changed with kNothingSaved, when no entry can be saved,
+// and with kRootNotDictionary, when the file is a sound property list of another kind. The losses
+// are listed then, too. In every mode nothing is changed without a file (kNotFound) and when it
 // cannot be read (kUnreadable, kTooLarge).
 PrefRepair RepairDomain(int scope, const CAtlString& domain,
                         std::optional<std::chrono::milliseconds> wait = {},

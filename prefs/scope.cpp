@@ -15,7 +15,7 @@ HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWith
 }
 
 bool IsUsableDomain(const CAtlString& domain) {
-  // The marker of the running application's bundle, which a plain program does not have.
+  // The marker of the current application's bundle identifier, which a plain program does not have.
   return domain.View() != kCFPreferencesCurrentApplication.text &&
          !plist::PreferenceFile(plist::PreferenceFolder::kUser, domain.View()).empty();
 }

@@ -17,8 +17,8 @@ inline constexpr int kSharedScope = 0;
 inline constexpr int kUserScope = 1;
 inline constexpr int kMachineScope = 4;
 
-// Turns the scope into its effective scope in place and gives the effective domain. The key path
-// plays no part.
+// Changes the scope into its effective scope in place and returns the effective domain. The key
+// path is ignored.
 CAtlString
 HackToWorkAroundAnotherHackForAnnoyingTendencyOfOurSoftwareToWriteIntoGlobalWithoutPermission(
     int& scope, const CAtlString& key_path, const CAtlString& domain);
@@ -29,17 +29,16 @@ constexpr bool IsKnownScope(int effective_scope) {
          effective_scope == kMachineScope;
 }
 
-// Whether the domain can name a file of its own in a preferences folder (PreferenceFilePath): not
-// empty, at most 1,023 bytes of UTF-8, no NUL, no "\" and no lone surrogate, no
-// "/" at its beginning or end, no empty, "." or ".." component, and none of more than 243 bytes.
-// The marker "kCFPreferencesCurrentApplication" is refused, too: a program without a bundle has no
-// identifier that could take its place. Every operation refuses other domains before it touches a
-// file.
+// Whether the domain can name its own file in a preferences folder (PreferenceFilePath): not empty,
+// at most 1,023 bytes of UTF-8, without NUL, "\" and lone surrogates, without "/" at its beginning
+// or end, without empty, "." or ".." components, and each component at most 243 bytes. The marker
+// "kCFPreferencesCurrentApplication" is refused, too: a program without a bundle has no identifier
+// to replace it. Every operation refuses other domains before it touches a file.
 bool IsUsableDomain(const CAtlString& domain);
 
 // A scope and domain as the operations use them, remapped once.
 struct EffectiveDomain {
-  // The scope may be any number; IsKnownScope tells whether it has a store.
+  // `given_scope` may be any number; IsKnownScope tells whether the scope has a store.
   EffectiveDomain(int given_scope, const CAtlString& given_domain);
 
   // Whether the given domain and the effective one can both name a file.
@@ -47,7 +46,7 @@ struct EffectiveDomain {
 
   int scope;
   CAtlString domain;
-  CAtlString given;  // the domain before the scope changed it, whose lock the shared scope takes
+  CAtlString given;  // the domain before the scope changed it; the shared scope takes its lock
 
  private:
   bool usable_;

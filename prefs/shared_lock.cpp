@@ -20,8 +20,8 @@ SharedLockWait& Wait() {
   return *wait;
 }
 
-// Shows who holds the kernel lock of a folder, or that this is not known: a process of another user
-// has its record in another home, and one that was stopped may have none yet.
+// Adds the holder of the kernel lock of a folder, or that the holder is unknown: a process of
+// another user has its record in another home, and a stopped process may not have written one yet.
 void AddKernelHolder(const std::string& folder, SharedLockRecord* record) {
   using State = SharedLockRecord::State;
   std::optional<host::LockHolder> holder;
@@ -54,7 +54,7 @@ void WaitForSharedLock() {
   if (const SharedLockWait& wait = Wait()) {
     wait();
   } else {
-    // Goes on after a signal, up to the full second.
+    // sleep_for continues after a signal, up to the full second.
     std::this_thread::sleep_for(std::chrono::seconds(1));
   }
 }
@@ -76,7 +76,7 @@ bool LockGlobalSharedPList(const CAtlString& domain) {
 
 void UnlockGlobalSharedPList(const CAtlString& domain) {
   LockRecord record(domain);
-  // Any holder counts: also a process that was stopped on its way.
+  // The holder does not matter: it may be a process that was stopped halfway.
   record.Lock();
   record.Read();
   record.Release();

@@ -6,19 +6,19 @@
 //   "process"  the holder's process name  ""
 //   "pid"      the holder's process id    absent
 //
-// A record whose process has ended, whose id now belongs to a process of another name, or that was
-// saved before its process was started, is free. The record is seen only by processes of the same
-// user.
+// A record counts as free if its process has ended, if its id now belongs to a process of another
+// name, or if it was saved before its process was started. Only processes of the same user see the
+// record.
 //
-// A record is refused that is not a regular file with one name, of the caller, of root or of the
-// owner of its folder, or to whose folder a link of another user leads: it counts as free and is
-// neither written nor removed, as if it could not be saved. Reporting calls name it
-// (PrefError::kLockRefused).
+// A record is refused unless it is a regular file with one name that belongs to the caller, to root
+// or to the owner of its folder, and unless no link of another user leads to its folder. A refused
+// record counts as free and is neither written nor removed, as if it could not be saved. Functions
+// that report reasons name it (PrefError::kLockRefused).
 //
-// The writers of the shared scope hold more than the record: for their whole change they hold the
-// kernel lock of the folder of the preference file (its file ".orvik.lock"), at which processes of
-// all users queue, and that of the folder of the record. So the record holds up only those who find
-// it taken through LockGlobalSharedPList, or by a program that knows nothing of the kernel locks.
+// The writers of the shared scope hold more than the record: for the whole change they also hold
+// the kernel lock of the preference file's folder (its file ".orvik.lock"), for which processes of
+// all users queue, and that of the record's folder. So a writer waits for the record itself only if
+// LockGlobalSharedPList, or a program that does not use the kernel locks, has taken it.
 //
 // Calls may come from several threads.
 #pragma once
@@ -38,33 +38,33 @@ inline constexpr int kSharedLockTries = 10;
 
 // Takes the lock, without the kernel lock of the preference file. While another process (or the
 // caller itself) holds it, tries ten times, a second apart, and gives up a second after the last
-// try; what a try waits for the kernel lock of the record counts. True when the caller now holds
-// it. A record that cannot be saved is not noticed.
+// try. Waits for the kernel lock of the record count, too. True when the caller now holds the lock.
+// A failure to save the record is not reported.
 bool LockGlobalSharedPList(const CAtlString& domain);
 
-// Releases the lock of any holder. Needs no room on the volume: a record that cannot be
+// Releases the lock, whoever holds it. Needs no free space on the volume: a record that cannot be
 // rewritten is removed.
 void UnlockGlobalSharedPList(const CAtlString& domain);
 
-// The holder of the lock. Where the record is free and a process of any user holds the kernel lock
-// of the domain's folder or of the record's, that process is shown: its id (0 when it is not
-// known), its name, and no time.
+// The holder of the lock. If the record is free and a process of any user holds the kernel lock of
+// the domain's folder or of the record's folder, that process is shown: its id (0 when unknown),
+// its name, and no time.
 struct SharedLockRecord {
   enum class State {
     kFree,
     kHeld,
     kStale,    // "lock" is set, but its holder no longer runs
-    kRefused,  // `file` is not a regular file of a trusted user: nothing in it counts
-    kUnknown,  // no record is held, and the caller may not look at the kernel lock of `file`
+    kRefused,  // `file` is not a regular file of a trusted user: its values do not count
+    kUnknown,  // the record is free, but the kernel lock of `file` cannot be examined
   };
 
   State state = State::kFree;
   int lock = 0;
   CAtlString process;
   int pid = -1;
-  CAtlString host;        // the machine of a holder of the kernel lock; "" for the record's
-  std::time_t since = 0;  // when the record was last changed; 0 when there is none
-  std::string file;       // where it is kept
+  CAtlString host;        // the machine of the kernel lock's holder; "" for a record
+  std::time_t since = 0;  // the last change of the record; 0 without one
+  std::string file;       // the file of the record or of the kernel lock
 };
 SharedLockRecord CopySharedLockRecord(const CAtlString& domain);
 
@@ -72,8 +72,8 @@ SharedLockRecord CopySharedLockRecord(const CAtlString& domain);
 // process holds it or the record is refused.
 bool ReleaseStaleSharedLock(const CAtlString& domain);
 
-// While it lives, all that this thread waits for the lock of the shared scope takes ten tries and
-// ten seconds together; what comes after them tries once. Objects nest; the outermost one counts.
+// While it lives, all waits of this thread for the lock of the shared scope share ten tries and ten
+// seconds; later waits try once. Objects nest; only the outermost one counts.
 class SharedLockTimeLimit {
  public:
   SharedLockTimeLimit();
@@ -82,11 +82,11 @@ class SharedLockTimeLimit {
   SharedLockTimeLimit& operator=(const SharedLockTimeLimit&) = delete;
 };
 
-// Waits as long as between two tries: a full second by the monotonic clock.
+// Waits for the time between two tries: a full second by the monotonic clock.
 void WaitForSharedLock();
 
-// Replaces the wait of one second between two tries. Gives back the one that was in use; an empty
-// function replaces sleeping.
+// Replaces the wait of one second between two tries and returns the previous function. An empty
+// function means sleeping.
 using SharedLockWait = std::function<void()>;
 SharedLockWait ExchangeSharedLockWait(SharedLockWait wait);
 

@@ -33,8 +33,8 @@ CFPropertyListRef SharedPropertyList(CFStringRef domain) {
   return CreateObject(file.root(), kCFPropertyListImmutable);
 }
 
-// The file is read again after each try that met a new file, because Save replaces what was read
-// alone.
+// The file is read again after each try that met a new file, because Save only replaces the file
+// that was read.
 SInt32 SavePropertiesToSharedFile(CFPropertyListRef properties, CFStringRef domain) {
   plist::File file(SharedPreferenceFilePath(domain));
   if (file.Lock(plist::File::Folder::kMake) != 0) return coreFoundationUnknownErr;
@@ -52,7 +52,7 @@ CFPropertyListRef SharedPreferencesCopyValue(CFStringRef name, CFStringRef domai
   return CreateObject(store.Entry(name->text()), kCFPropertyListMutableContainers);
 }
 
-// Only a dictionary may bring the file, and its folder, into being.
+// Only a dictionary may create the file and its folder.
 void SharedPreferencesSetValue(CFStringRef name, CFPropertyListRef value, CFStringRef domain) {
   if (name == nullptr || domain == nullptr) return;
   const std::optional<plist::Value> own = value == nullptr ? plist::Value() : ValueOfObject(value);

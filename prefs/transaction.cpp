@@ -13,7 +13,7 @@ namespace orvik {
 
 namespace {
 
-// The obstacle to changing the entries; a missing file is none.
+// The reason why the entries cannot be changed; a missing file is not an obstacle.
 PrefStatus Problem(const FileDomainStore& store) {
   const PrefStatus& status = store.status();
   return status.error == PrefError::kNotFound ? PrefStatus::Ok() : status;
@@ -75,12 +75,12 @@ PrefStatus PutKeyEntries(FileDomainStore& store, const KeyPath& path, const plis
   return PrefStatus::Ok();
 }
 
-// Merges in place: a path that does not exist is made of the entries as they are.
+// Merges in place. A missing path gets the entries unchanged.
 PrefStatus MergeEntries(FileDomainStore& store, const KeyPath& path, const plist::Value& entries,
                         ReplaceKeys replace) {
   PrefStatus present = FindDictionary(store, path).status;
   if (present.error == PrefError::kNotAKey && replace == ReplaceKeys::kYes) {
-    // The value may be the key itself; one above it stays.
+    // The value may have the key's own name; a value above it stays.
     return PutKey(store, path, entries);
   }
   if (!present.ok()) {
@@ -89,7 +89,7 @@ PrefStatus MergeEntries(FileDomainStore& store, const KeyPath& path, const plist
   if (!entries.is_dictionary() || !CanBeKept(entries)) {
     return NotSerializable(path, nullptr, entries);
   }
-  // In place: after a refusal the whole transaction is dropped.
+  // In place: if the merge is refused, the whole transaction is discarded.
   plist::Value* key = store.EntriesToChange();
   for (int i = 1; i <= path.count(); ++i) key = key->Change(path.name(i));
   const plist::MergeResult result = plist::Merge(*key, entries, replace);
@@ -257,8 +257,8 @@ PrefStatus Transaction::Run(FileDomainStore& store) const {
 
 PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) const {
   const EffectiveDomain effective(scope_, domain_);
-  // Without a file a failing condition must not leave the folder and the lock of a new one behind.
-  // The steps run again under the lock: another process may make the file meanwhile.
+  // Without a file a failing condition must not leave a new folder and its lock behind. The steps
+  // run again under the lock: another process may make the file meanwhile.
   std::error_code unknown;
   if (MayCreate() && !std::filesystem::exists(FileOfDomain(effective), unknown) && !unknown) {
     FileDomainStore missing(effective, StorePurpose::kDryRun);
@@ -274,8 +274,8 @@ PrefStatus Transaction::Commit(IfDamaged if_damaged, TransactionResult* result) 
   return status;
 }
 
-// One read and one write under one lock. The store puts a file that it kept aside back unless the
-// new one was saved, so that every return leaves the old file or the new one.
+// One read and one write under one lock. Unless the new file was saved, the store restores a file
+// that it kept aside. So every return leaves the old file or the new one.
 PrefStatus Transaction::CommitOnce(const EffectiveDomain& effective, IfDamaged if_damaged,
                                    TransactionResult* result) const {
   FileDomainStore store(effective, MayCreate() ? StorePurpose::kCreate : StorePurpose::kChange,

@@ -13,7 +13,7 @@ using View = std::u16string_view;
 
 namespace {
 
-// An integer that fits; one above 2^63 - 1 is of another type here.
+// An integer that fits; one above 2^63 - 1 counts as another type.
 std::optional<std::int64_t> SignedInteger(const PreferenceValue& value) {
   return value.type() == Type::kInteger && !value.integer().is_unsigned
              ? std::optional(static_cast<std::int64_t>(value.integer().bits))
@@ -28,7 +28,7 @@ std::optional<double> AnyNumber(const PreferenceValue& value) {
                                         : std::nullopt;
 }
 
-// The value after `convert`; nothing, and kWrongType, when it has another type.
+// The value converted by `convert`. If it has another type, no value and kWrongType.
 template <class Convert>
 auto Converted(const PreferenceReader& reader, View key_path, View name, PrefStatus* status,
                Convert convert) {
@@ -38,7 +38,7 @@ auto Converted(const PreferenceReader& reader, View key_path, View name, PrefSta
   return result;
 }
 
-// The value of the type that `get` gives.
+// Converts a value of the given type with `get`.
 template <class Get>
 auto OfType(Type type, Get get) {
   return [=](const PreferenceValue& value) {
@@ -46,7 +46,7 @@ auto OfType(Type type, Get get) {
   };
 }
 
-// Hands the status over, if it is wanted, and the value.
+// Stores the status unless `status` is null, and returns the value.
 PreferenceValue ValueAndStatus(PrefValue found, PrefStatus* status) {
   if (status != nullptr) *status = std::move(found.status);
   return std::move(found.value);

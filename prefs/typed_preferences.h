@@ -1,17 +1,17 @@
 // Reading and changing preferences in C++ types.
 //
-// TypedPreferences works on the file behind a scope and domain, as it lies on disk at the moment of
-// each call: reporting.h and transaction.h say how. PreferenceSnapshot reads the file once; every
-// call then answers from that moment, without reading again.
+// TypedPreferences works on the file behind a scope and domain, as it is on disk at the moment of
+// each call (reporting.h, transaction.h). PreferenceSnapshot reads the file once; all its calls use
+// what was read then.
 //
 //   TypedPreferences settings(u"com.example.Editor", kUserScope);
 //   const std::int64_t size = settings.Integer(u"Window/Font", u"Size").value_or(12);
 //   if (const PrefStatus status = settings.Set(u"Window/Font", u"Size", 14); !status.ok()) ...
 //
-// Key paths and names are UTF-16 (key_path.h); views are not kept. An empty key path looks among
-// the domain's top-level entries. No value is converted, except that an integer is found as a real,
-// too. An integer above the range of Integer has another type. Where nothing is found, `status`
-// (may be null) says why:
+// Key paths and names are UTF-16 (key_path.h); views are not kept. An empty key path means the
+// domain's top-level entries. Values are not converted, except that Real also returns an integer.
+// An integer outside the range of Integer has another type. When nothing is found, `status` (may be
+// null) gets the reason:
 //
 //   kNotFound              the value or the file does not exist
 //   kNotAKey               a value is on the key path
@@ -37,17 +37,17 @@ namespace [[gnu::visibility("default")]] orvik {
 using PreferenceValue = plist::Value;
 using PreferenceDate = plist::Time;
 
-// The readers, over one source of values.
+// The readers, for different sources of values.
 class PreferenceReader {
  public:
   using View = std::u16string_view;
 
-  // A value of any type; no value where nothing is found.
+  // A value of any type; no value when it is not found.
   virtual PreferenceValue Value(View key_path, View name, PrefStatus* status = nullptr) const = 0;
   // A key with everything below it, as a dictionary; the whole domain for an empty key path.
   virtual PreferenceValue Key(View key_path, PrefStatus* status = nullptr) const = 0;
 
-  // The value as a C++ type; nothing where none is found or it has another type.
+  // The value as a C++ type; no value when it is not found or has another type.
   //
   //   String    a string, any units           Date    a moment of the system's clock
   //   Integer   from -2^63 to 2^63 - 1        Data    bytes
@@ -75,7 +75,7 @@ class PreferenceSnapshot final : public PreferenceReader {
  public:
   explicit PreferenceSnapshot(View domain, int scope = kSharedScope);
 
-  // Whether the domain was read; nothing is found otherwise.
+  // Whether the domain was read; otherwise nothing is found.
   const PrefStatus& status() const { return status_; }
   // All top-level entries; no value unless status() is ok.
   const PreferenceValue& entries() const { return entries_; }
@@ -91,8 +91,8 @@ class PreferenceSnapshot final : public PreferenceReader {
 // A domain as it is on disk at each call. Nothing is kept between calls; an object may be copied.
 class TypedPreferences final : public PreferenceReader {
  public:
-  // Touches no file. A scope or domain that cannot be used is an answer of each call
-  // (kUnknownScope, kRefusedDomain).
+  // Touches no file. For an unusable scope or domain each call gives kUnknownScope or
+  // kRefusedDomain.
   explicit TypedPreferences(View domain, int scope = kSharedScope);
 
   PreferenceValue Value(View key_path, View name, PrefStatus* status = nullptr) const override;
@@ -100,7 +100,7 @@ class TypedPreferences final : public PreferenceReader {
 
   // Each is a transaction of one change: ok() means that the file on disk holds it.
   PrefStatus Set(View key_path, View name, const PreferenceValue& value);
-  // Success also when there is nothing to remove.
+  // Success also when the value does not exist.
   PrefStatus Remove(View key_path, View name);
   // Removes the last key of the path with everything below it. kEmptyPath for an empty path.
   PrefStatus RemoveKey(View key_path);

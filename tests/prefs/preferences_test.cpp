@@ -1,4 +1,4 @@
-// Addresses of preferences, and what is read, written and deleted there.
+// Addresses of preferences, and reading, writing and deleting there.
 #include "prefs/preferences.h"
 
 #include "prefs/key_path.h"
@@ -11,7 +11,7 @@
 namespace orvik::test {
 namespace {
 
-// The fuzz target key_path knows the components of every shape.
+// The fuzz target key_path covers the components of every shape.
 TEST(KeyPath, ParentsHaveOneComponentLess) {
   EXPECT_EQ(Utf8(GetCompanyName()), "ORVIK Technologies");
   EXPECT_EQ(Utf8(KeyPath(u"a/b/c").Parent().text()), "a\\b");
@@ -33,10 +33,10 @@ TEST(KeyPath, MakersPrefixIsTakenOutOfCapitalPathsOnly) {
   }
 }
 
-// An object that is made before those of the library, which is linked statically here.
+// Constructed before the objects of the library, which is linked statically here.
 const bool kIsUsableBeforeMain = IsUsableDomain(u"com.orviktech.Registry");
 
-// A key path, how its content is wrapped on disk, and what is left when the key is deleted.
+// A key path, the text around its content on disk, and the file after the key is deleted.
 struct Shape {
   const char *path, *before, *after, *deleted;
 };
@@ -54,7 +54,7 @@ struct Step {
   const char *below, *name, *text;  // `below` is appended to the key path
   int number;
   DWORD result;
-  const char* content;  // of the key afterwards
+  const char* content;  // of the key after the call
 };
 
 constexpr char kFull[] = R"({"":"unnamed","K":{"seed":7},"Sub":{"x":"y"},"m":"text","n":"v"})";
@@ -128,7 +128,7 @@ TEST_F(PreferencesTest, EveryScopeOperationAndKeyPathShapeLeavesTheRightFile) {
   EXPECT_EQ(waits_, 0);
 }
 
-// plist/file.h says which domains name files.
+// plist/file.h says which domains are usable as file names.
 TEST_F(PreferencesTest, WhatChangesNothingTouchesNothing) {
   EXPECT_TRUE(kIsUsableBeforeMain);
   const auto before = TreeIn(env_.folder());
@@ -181,7 +181,7 @@ TEST(KeyWalk, ConvertsNumbersToTheNearest) {
 TEST(PrefStatus, NamesTheCauseOfAnErrorNumber) {
   using enum PrefError;
   const std::tuple<int, const char*, PrefError, PrefError, PrefError> kCases[] = {
-      // of reading and of saving
+      // For reading and for saving.
       {EFBIG, "", kTooLarge, kTooLarge, kTooLarge},
       {ENOTDIR, "", kInTheWay, kInTheWay, kInTheWay},
       {ELOOP, "/l", kInTheWay, kInTheWay, kInTheWay},
@@ -247,7 +247,7 @@ TEST_F(PreferencesTest, ListingAppendsKeysAndValueNames) {
 }
 
 // A program that takes no lock makes the file after it was read as missing and before it is saved:
-// the change is made to that file.
+// that file is then changed.
 TEST_F(PreferencesTest, AFileThatAppearsDuringAChangeKeepsItsEntries) {
   for (const int scope : {0, 1, 4}) {
     const fs::path file = FileOf(scope);
@@ -255,7 +255,7 @@ TEST_F(PreferencesTest, AFileThatAppearsDuringAChangeKeepsItsEntries) {
     int tries = 0;
     Transaction transaction(scope, kDomain);
     transaction.Update(KeyPath(u"K"), u"n", [&](const plist::Value&) {
-      // The first time without the lock, the second time with it.
+      // First without the lock, then with it.
       if (++tries == 2) WriteFile(file, "<plist><dict><key>x</key><true/></dict></plist>");
       return plist::Value(tries);
     });

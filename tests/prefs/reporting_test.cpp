@@ -54,7 +54,7 @@ TEST_F(ReportingTest, AnUnreadableFileIsNeitherRepairedNorChanged) {
   }
 }
 
-// plist/salvage.h decides what is saved.
+// plist/salvage.h decides which entries are saved.
 TEST_F(ReportingTest, RepairSavesWhatIsWholeAndKeepsTheDamagedFile) {
   const std::string damaged = "<plist><dict><key>A</key><true/><key>B</key><integer>x</integer>";
   for (const int scope : {0, 1, 4}) {
@@ -83,13 +83,13 @@ TEST_F(ReportingTest, RepairSavesWhatIsWholeAndKeepsTheDamagedFile) {
   EXPECT_EQ(RepairDomain(4, u"com.example.none").status.error, PrefError::kNotFound);
 }
 
-// The lock is taken after the file was read for the first time.
+// The lock is taken after the first reading of the file.
 TEST_F(ReportingTest, RepairSavesWhatIsThereUnderTheLock) {
   WriteFile(SharedFile(), "<plist><dict><key>A</key><true/>");
   ASSERT_TRUE(LockGlobalSharedPList(kDomain));
   EXPECT_EQ(RepairDomain(0, kDomain).status.error, PrefError::kLockNotObtained);
   UnlockGlobalSharedPList(kDomain);
-  // Just changed, however long the test takes to come to it.
+  // Still recent however long the test takes to reach it.
   fs::last_write_time(SharedFile(), fs::file_time_type::clock::now() + std::chrono::seconds(30));
   int waits = 0;
   plist::ExchangeFileWriterWait([&] {

@@ -23,8 +23,8 @@ class SharedLockTest : public StoreTest {
  protected:
   fs::path RecordFile() const { return UserFile(kLockDomain); }
 
-  // Ten waits of a second each, which pass at once here; fewer where the tries between them took
-  // the ten seconds, on a disk that is busy.
+  // Ten waits of a second each, which take no time here; fewer if the tries between them took the
+  // ten seconds on a slow disk.
   bool WaitedForOneLimit() const { return waits_ == 10 || (waits_ < 10 && IsSlow()); }
   bool IsSlow() const {
     return std::chrono::steady_clock::now() - begin_ > std::chrono::seconds(10);
@@ -110,7 +110,7 @@ TEST_F(SharedLockTest, AnOldRecordIsReleasedAndAHeldOneIsNot) {
   EXPECT_EQ(CopySharedLockRecord(u"com.example.none").since, 0);
 }
 
-// The fuzz target lock_record knows every form of the values.
+// The fuzz target lock_record covers every form of the values.
 TEST_F(SharedLockTest, RecordsOfOtherProcesses) {
   const std::string own = "\"" + OwnName() + "\"";
   OtherProcess running, zombie, gone;
@@ -135,7 +135,7 @@ TEST_F(SharedLockTest, RecordsOfOtherProcesses) {
   }
 }
 
-// What somebody may put in the place of the record, next to "victim", a record that is held.
+// Objects that another user may put in place of the record, beside "victim", a record that is held.
 TEST_F(SharedLockTest, RefusesARecordOfOthersAndLeavesItAlone) {
   constexpr uid_t kStranger = 30002;
   const fs::path folder = RecordFile().parent_path();
@@ -175,7 +175,7 @@ TEST_F(SharedLockTest, RefusesARecordOfOthersAndLeavesItAlone) {
   }
 }
 
-// A lock file of the record's folder, or of the shared one, that is refused.
+// A lock file in the record's folder, or in the shared one, that is refused.
 TEST_F(SharedLockTest, TheWayToTheRecordIsExamined) {
   Transaction change(kSharedScope, kDomain);
   change.Set(u"K", u"n", 1);
@@ -189,19 +189,19 @@ TEST_F(SharedLockTest, TheWayToTheRecordIsExamined) {
     EXPECT_EQ(WritePreferenceString(0, u"K", u"n", u"v", kDomain), 0u);
     EXPECT_FALSE(fs::exists(RecordFile()));
   }
-  // Saving fails without the lock. Existing values are still found.
+  // Saving fails without the lock, but existing values are found.
   EXPECT_EQ(DeletePreference(0, u"none", u"n", kDomain), kPreferenceNotFound);
   EXPECT_EQ(DeletePreference(0, u"K", u"n", kDomain), 0u);
   EXPECT_EQ(OnDisk(SharedFile()), R"({"K":{"n":"v"}})");
 }
 
-// As the only process of a container finds the record of the one before it.
+// The only process of a container finds the record of its predecessor in the same way.
 TEST_F(SharedLockTest, ARecordFromBeforeItsProcessWasStartedIsFree) {
   OtherProcess running;
   const std::string live = std::to_string(running.pid());
   Record("1", "\"" + OwnName() + "\"", live);
   EXPECT_TRUE(IsGlobalSharedPListLocked(kDomain));
-  // The clock of files lags behind, and may know whole seconds alone.
+  // File times lag behind, and may be whole seconds.
   const std::int64_t start = *host::StartTime(running.pid()), kMillisecond = 1'000'000;
   const std::int64_t whole = start / 1'000'000'000 * 1'000'000'000;
   for (const auto& [time, is_held] : {std::pair(start - 30 * kMillisecond + 1, true),
@@ -228,7 +228,7 @@ TEST_F(SharedLockTest, AReleaseNeedsNoRoom) {
   EXPECT_TRUE(LockGlobalSharedPList(kDomain));
 }
 
-// A writer of another user, and one that was stopped before it had a record.
+// A writer of another user, and a writer that was stopped before it had a record.
 TEST_F(SharedLockTest, AHolderOfAKernelLockIsShown) {
   const std::string name = OwnName();
   for (const fs::path& path : {SharedFile(), UserFile("com.example.Any")}) {
@@ -262,7 +262,7 @@ TEST_F(SharedLockTest, ASignalDoesNotShortenTheWait) {
   signal(SIGALRM, old);
 }
 
-// Many takers test at the same moments, and one dies holding the lock.
+// Many processes try at the same time, and one dies while it holds the lock.
 TEST_F(SharedLockTest, NeverTwoHolders) {
   const fs::path inside = env_.folder() / "inside";
   const std::vector<int> statuses = InProcesses(8, [&](int number) {
@@ -271,7 +271,7 @@ TEST_F(SharedLockTest, NeverTwoHolders) {
       while (!LockGlobalSharedPList(kDomain)) {
       }
       const int file = open(inside.c_str(), O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-      if (file < 0) return 1;  // another one holds the lock
+      if (file < 0) return 1;  // another process holds the lock
       close(file);
       usleep(500);
       unlink(inside.c_str());

@@ -65,7 +65,7 @@ TEST_F(SharedPreferenceFileTest, OnlyADictionaryBringsTheFileIntoBeing) {
   Set(u"K", nullptr);
   for (int i = 0; i < 2; ++i) Set(u"top", nullptr);
   EXPECT_EQ(OnDisk(SharedFile()), "{}");
-  // Nor does another value replace a damaged file.
+  // Other values do not replace a damaged file, either.
   WriteFile(SharedFile(), "<plist><dict><key>half");
   offer_others();
   EXPECT_EQ(ReadFile(SharedFile()), "<plist><dict><key>half");

@@ -1,4 +1,5 @@
-// What the tests of the preference store share: where its files are and what another reader finds.
+// Shared by the tests of the preference store: the paths of its files and their content for another
+// reader.
 #pragma once
 
 #include "plist/file.h"
@@ -21,7 +22,7 @@ class StoreTest : public EnvironmentTest {
     plist::ExchangeFileWriterWait(old_writer_wait_);
   }
 
-  // The file that holds the domain of a scope.
+  // The file of the domain in a scope.
   fs::path FileOf(int scope, const std::string& domain = kDomain) const {
     const fs::path top = scope == 1 ? env_.home() : env_.system_root();
     return top / (scope == 1 || scope >= 4 ? "" : "Users/Shared") / "Library/Preferences" /
@@ -30,7 +31,7 @@ class StoreTest : public EnvironmentTest {
   fs::path SharedFile() const { return FileOf(0); }
   fs::path UserFile(const std::string& domain = kDomain) const { return FileOf(1, domain); }
 
-  int waits_ = 0;  // of one second each, for the lock
+  int waits_ = 0;  // waits of one second for the lock
 
  private:
   SharedLockWait old_wait_;

@@ -15,7 +15,7 @@ namespace {
 using TransactionTest = StoreTest;
 using T = Transaction&;
 
-// Every pointer converts to CFTypeRef: what is not a platform object is refused.
+// Every pointer converts to CFTypeRef, so pointers to other objects must be refused.
 template <class Object>
 concept IsTaken = requires(Object object) {
   SharedPreferencesSetValue(nullptr, object, nullptr);
@@ -192,7 +192,7 @@ TEST_F(TransactionTest, CopiesMovesMergesAndReplaces) {
   }
 }
 
-// The file's form shows whether it was written: what is written has no comments.
+// The comment in the file shows whether the file was written: a written file has no comments.
 TEST_F(TransactionTest, WritesNothingThatIsThere) {
   for (const int scope : {0, 1, 4}) {
     WritePlist(FileOf(scope), R"({"K":{"n":1,"r":1.5,"list":[true,{"x":0}],"s":"t"}})");
@@ -211,7 +211,7 @@ TEST_F(TransactionTest, WritesNothingThatIsThere) {
     EXPECT_EQ(WritePreferenceInt(scope, u"K", u"n", 1, kDomain), 0u);
     EXPECT_EQ(DeletePreference(scope, u"K", u"missing", kDomain), 0u);
     EXPECT_EQ(ReadFile(FileOf(scope)), bytes);
-    // A real is not the integer that equals it.
+    // A real never equals an integer.
     Transaction other(scope, kDomain);
     other.Set(u"K", u"n", 1.0);
     EXPECT_TRUE(other.Commit().ok());
@@ -274,11 +274,11 @@ TEST_F(TransactionTest, AFileWithoutEntriesStaysUnlessItIsToBeReplaced) {
   }
 }
 
-// Sixteen processes of two users write, some are killed on the way, and a reader watches and
-// removes the file of the lock, as cleaners do.
+// Sixteen processes of two users write, some are killed, and a reader watches and removes the lock
+// file, as cleanup programs do.
 TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
   constexpr int kProcesses = 16, kValues = 50, kKilled = 4;
-  // In memory, where there is some: flushing takes no time there.
+  // In memory if possible: flushing takes no time there.
   const ScopedVariable temporary("TMPDIR", access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp");
   const ScopedEnvironment memory;
   const fs::path file = PreferenceFilePath(0, kDomain), reports = memory.folder() / "reports";
@@ -316,12 +316,12 @@ TEST_F(TransactionTest, ManyWritersLoseNothingThatWasReported) {
     for (std::string entry; lines >> entry; ++reported) EXPECT_TRUE(Contains(stored, entry));
   }
   EXPECT_GE(reported, (kProcesses - kKilled) * kValues);
-  // A killed holder blocks nobody.
+  // A killed holder blocks no other process.
   EXPECT_EQ(WritePreferenceInt(0, u"Software", u"last", 1, kDomain), 0u);
   EXPECT_EQ(waits_, 0);
 }
 
-// Shared data that only the written form would make larger than a file may be.
+// Shared data becomes larger than a file may be only when it is written out.
 TEST_F(TransactionTest, SavesNothingThatIsTooLargeToBeReadAgain) {
   const Value data = Value::Data(std::string(4 << 20, 'x'));
   Transaction change(1, kDomain);

@@ -1,4 +1,4 @@
-// Values with types, and watches that see them change.
+// Values with types, and watches of them.
 #include <poll.h>
 
 #include <sstream>
@@ -87,7 +87,7 @@ using Changes = std::vector<PreferenceChange>;
 
 class PreferenceWatchTest : public StoreTest {
  protected:
-  // As an event loop does; several signs may come for one change.
+  // Like an event loop; the descriptor may become readable several times for one change.
   static Changes Next(PreferenceWatch& watch) {
     for (int tries = 0; tries < 100; ++tries) {
       pollfd polled = {watch.descriptor(), POLLIN, 0};
@@ -110,7 +110,7 @@ TEST_F(PreferenceWatchTest, ReportsOldAndNewValuesOfTheKey) {
   EXPECT_TRUE(settings_.Set(u"Other", u"n", 1));
   EXPECT_TRUE(settings_.Set(u"A/B", u"n", u"text"));
   EXPECT_EQ(Next(watch), (Changes{{{u"B", u"n"}, 1, u"text"}}));
-  // A file that cannot be understood says nothing about the values.
+  // A damaged file tells nothing about the values.
   const std::string sound = ReadFile(SharedFile());
   WriteFile(SharedFile(), "<plist>");
   while (watch.status().ok()) {
