@@ -17,7 +17,7 @@
 namespace orvik {
 namespace {
 
-// Whether a string can hold the head and the encoding of so many bytes.
+// Whether a string has room for the head and the encoding of `count` bytes.
 bool FitsString(std::string_view head, std::uint64_t count) {
   return Base64Length(count) <= kLongestNarrowString &&
          head.size() <= kLongestNarrowString - Base64Length(count);
@@ -29,8 +29,8 @@ std::uint64_t ReadableSize(const COrvikFilePath& path) {
   return file == nullptr ? 0 : host::SizeOfRegular(fileno(file.get())).value_or(0);
 }
 
-// The groups of a text, whose number is that of its whole length even when a leading "+ " is
-// skipped: the last one is then cut short, and what is missing is invalid.
+// The groups of a text. Their number is that of the whole length, even if a leading "+ " is
+// skipped: then the last group is incomplete, and its missing characters are invalid.
 struct Groups {
   Groups(const char* input, unsigned int length) : text(input, input == nullptr ? 0 : length) {
     const std::size_t count = text.size() / 4;

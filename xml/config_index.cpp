@@ -20,7 +20,7 @@ std::optional<ConfigType> TypeOf(const TiXmlElement* element) {
   return std::nullopt;
 }
 
-// The type and name by which the element is found; nothing for one that no look-up finds.
+// The type and name by which look-ups find the element; no value if they do not find it.
 std::optional<ConfigChild> ChildOf(const TiXmlElement* element) {
   const std::optional<ConfigType> type = TypeOf(element);
   const char* const name = element->Attribute("name");
@@ -86,7 +86,7 @@ TiXmlElement* ConfigIndex::Find(TiXmlElement* parent, const ConfigChild& child) 
   if (found == key->names.end()) return nullptr;
   TiXmlElement* const element = key->children[found->second.places[found->second.first]].element;
   if (!is_shared() || child.Matches(element)) return element;
-  keys_.erase(parent);  // others have renamed it
+  keys_.erase(parent);  // the caller has renamed it
   return Find(parent, child);
 }
 
@@ -161,7 +161,7 @@ void ConfigIndex::Remove(TiXmlElement* child) {
     key.children[namesakes.places[namesakes.first]].element = nullptr;
     if (++namesakes.first == namesakes.places.size()) key.names.erase(found);
     while (!key.children.empty() && key.children.back().element == nullptr) key.children.pop_back();
-    // Most of the places are empty: the key is read anew when it is searched.
+    // Most places are empty: drop the index; the next search builds a new one.
     if (++key.removed > key.children.size() / 2 + std::size_t{kFewChildren}) keys_.erase(known);
   }
   removing_ = child;

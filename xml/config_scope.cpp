@@ -27,7 +27,7 @@ namespace orvik {
 
 namespace {
 
-// The depth is that of a document that was loaded: kMostXmlDepth at most.
+// Recursive: a loaded document has at most kMostXmlDepth levels.
 std::unique_ptr<TiXmlElement> Copied(const TiXmlElement& element,
                                      const std::shared_ptr<ConfigIndex>& index) {
   auto copy = std::make_unique<ConfigElement>(element.Value(), index);
@@ -101,8 +101,8 @@ bool HasAttribute(const TiXmlElement* element, const char* name, const char* val
   return HasFoldedName(element->Attribute(name), FoldedConfigName(value));
 }
 
-// Replaces by U+FFFD what earlier versions wrote of characters that XML cannot hold: a
-// reference of two digits, or the bytes of U+FFFE and U+FFFF. False when there is none.
+// Replaces by U+FFFD the characters that XML does not allow but earlier versions wrote: a reference
+// of two digits, or the bytes of U+FFFE and U+FFFF. False when the text has none.
 bool Repair(std::string& text) {
   constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
   bool is_repaired = false;
@@ -125,7 +125,7 @@ bool Repair(std::string& text) {
   return is_repaired;
 }
 
-// Writes to a stream whose cookie is a string. 0 makes the stream report the failure.
+// Appends to the stream's string. 0 makes the stream report the failure.
 ssize_t AppendToText(void* text, const char* bytes, std::size_t count) noexcept {
   try {
     static_cast<std::string*>(text)->append(bytes, count);
@@ -148,7 +148,7 @@ ConfigScope::ConfigScope(const char* name, COrvikFilePath*& path, COrvikFilePath
       loaded_(loaded) {}
 
 ConfigScope* ConfigScope::Of(int scope) {
-  // Never destroyed: destructors of a program may still save.
+  // Never destroyed: destructors of static objects may still save.
   static auto* const global = new ConfigScope(
       "Global", g_pathGlobalXMLConfig, g_pathTempGlobalXMLConfig, g_pGlobalXMLConfigDoc,
       g_pGlobalXMLConfigRootElement, g_bGlobalXMLConfigFileLoaded);
@@ -158,7 +158,8 @@ ConfigScope* ConfigScope::Of(int scope) {
   return scope == 0 ? global : scope == 1 ? user : nullptr;
 }
 
-// The document is compared, not its address, which another may have got.
+// The documents are compared, not their addresses: a new document may have the address of an old
+// one.
 ConfigScope::Known& ConfigScope::known() {
   if (document_ == nullptr || known_.document.lock() != document_) {
     known_ = {};
@@ -254,7 +255,7 @@ TiXmlElement* ConfigScope::Root() {
 
 TiXmlElement* ConfigScope::RootOrNew() {
   if (TiXmlElement* const root = Root()) return IsValidRoot(root) ? root : nullptr;
-  // A file that could not be read before may be readable now.
+  // The file may have become readable since the last try.
   if (!has_path() || Load(false) != nullptr) return root_;
   if (!CanKeepAside()) return nullptr;
   document_.reset(new TiXmlDocument());
@@ -275,8 +276,8 @@ bool ConfigScope::CanKeepAside() const {
   return error == 0 && S_ISREG(file.st_mode) && host::NewNameAccess(place) == 0;
 }
 
-// In TinyXML's own layout. A memory stream of the C library would lose what it has no room for
-// without a word.
+// In TinyXML's own layout. A memory stream of the C library would lose text without an error when
+// memory is lacking.
 bool ConfigScope::Print(std::string& text) const {
   std::FILE* const stream = fopencookie(&text, "w", {nullptr, AppendToText, nullptr, nullptr});
   if (stream == nullptr) return false;
@@ -292,7 +293,7 @@ bool ConfigScope::Save() {
   const std::optional<std::string> path = PathForLibc(path_->GetFilePathString());
   std::string content;
   if (!path || !Print(content)) return false;
-  // Elements that others put into the document could make a file that cannot be read.
+  // Elements that the caller added may make a document that cannot be loaded again.
   if (index()->is_shared() && !CheckDocument(content.c_str(), nullptr)) return false;
   const host::FilePlace place = host::FindPlace(*path, host::Links::kTrusted);
   if (!place) return false;
@@ -314,7 +315,7 @@ bool ConfigScope::Save() {
   const host::ReplaceResult result =
       is_readable ? host::ReplaceFile(*path, content, {.read_only = host::ReadOnly::kReplace})
                   : host::SupersedeFile(place, content);
-  // A file that took its place and could not be flushed is the document's all the same.
+  // If the file was replaced but could not be flushed, it still contains the document.
   if (result.wrote || result.error == 0) {
     known().is_not_the_file = false;
   } else {

@@ -1,4 +1,4 @@
-// One scope of the configuration store: its file and the document that belongs to it.
+// One scope of the configuration store: its file and the document loaded from it.
 #pragma once
 
 #include <tinyxml.h>
@@ -17,7 +17,7 @@ namespace orvik {
 
 class ConfigScope {
  public:
-  // Null for any number but 0 and 1.
+  // Null unless `scope` is 0 or 1.
   static ConfigScope* Of(int scope);
 
   ConfigScope(const ConfigScope&) = delete;
@@ -27,29 +27,29 @@ class ConfigScope {
   // See SetXMLConfig.
   bool SetPath(const COrvikFilePath& path);
 
-  // Whether it is the top element of its document and has the name and the scope's number.
+  // Whether the element is the top element of its document and has the store's name and this scope.
   bool IsValidRoot(const TiXmlElement* element) const;
   // See CreateConfigFile.
   bool CreateFile(const COrvikFilePath& path) const;
 
   // See LoadXMLRootFromFile.
   TiXmlElement* Load(bool from_temporary);
-  // The root of the file, which is read by the first call.
+  // The root of the file; the first call reads it.
   TiXmlElement* Root();
-  // The root; that of a new document when the file has none. No file changes.
+  // The root, or that of a new document when the file has none. Does not change the file.
   TiXmlElement* RootOrNew();
   // See SaveXMLConfigFile.
   bool Save();
 
-  // The state of the file; tries to read it when that has not been done.
+  // The state of the file; reads it if that has not been tried.
   const XMLConfigFileInfo& file_info();
   XMLConfigWriteStatus write_status() const { return write_status_; }
   void set_write_status(XMLConfigWriteStatus status) { write_status_ = status; }
 
   const std::shared_ptr<ConfigIndex>& index() { return known().index; }
-  // The index of the document that the element belongs to; null when it is not a scope's.
+  // The index of the element's document; null for a document of no scope.
   static std::shared_ptr<ConfigIndex> IndexOf(const TiXmlElement* element);
-  // To be called with an element that the caller of the store gets.
+  // Call this with an element that the store returns to its caller.
   TiXmlElement* HandOut(TiXmlElement* element);
   void SetChanged() { known().is_changed = true; }
 
@@ -59,21 +59,21 @@ class ConfigScope {
     boost::weak_ptr<TiXmlDocument> document;
     std::shared_ptr<ConfigIndex> index = std::make_shared<ConfigIndex>();
     bool is_changed = false;       // since loading or saving
-    bool is_not_the_file = false;  // what is at the path is kept aside before it is replaced
+    bool is_not_the_file = false;  // the file at the path must be kept aside before it is replaced
   };
 
   ConfigScope(const char* name, COrvikFilePath*& path, COrvikFilePath*& temporary,
               boost::shared_ptr<TiXmlDocument>& document, TiXmlElement*& root, bool& loaded);
 
   Known& known();
-  // Reads a file that an earlier version saved with characters that XML cannot hold.
+  // Reads a file that an earlier version saved with characters that XML does not allow.
   bool LoadRepaired(const COrvikFilePath& file);
   // A configuration without keys.
   CAtlStringA NewText() const;
   bool CanKeepAside() const;
   bool Print(std::string& text) const;
 
-  const char* const name_;  // of the "scope" attribute
+  const char* const name_;  // the value of the "scope" attribute
   COrvikFilePath*& path_;
   COrvikFilePath*& temporary_;
   boost::shared_ptr<TiXmlDocument>& document_;
@@ -88,7 +88,7 @@ class ConfigScope {
 
 class ConfigIndex;
 
-// Tells the index when it is destroyed, by whomever.
+// Tells the index when it is destroyed, even by the caller.
 class ConfigElement final : public TiXmlElement {
  public:
   ConfigElement(const char* tag, std::weak_ptr<ConfigIndex> index);
@@ -100,7 +100,7 @@ class ConfigElement final : public TiXmlElement {
   std::weak_ptr<ConfigIndex> index_;
 };
 
-// Replaces every element of a document that no caller holds by a ConfigElement.
+// Replaces every element of the document by a ConfigElement. The caller must not hold any of them.
 void MakeConfigElements(TiXmlDocument& document, const std::shared_ptr<ConfigIndex>& index);
 
 }  // namespace orvik

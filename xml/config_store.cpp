@@ -24,7 +24,7 @@ namespace {
 constexpr char kName[] = "name";
 constexpr char kData[] = "data";
 
-// Whether XML has a way to write the text, which ends at its first NUL.
+// Whether XML allows all characters of the text, which ends at its first NUL.
 bool FitsXml(const CAtlString& text) {
   const std::u16string_view units = text.View().substr(0, text.View().find(u'\0'));
   for (std::size_t at = 0; at < units.size();) {
@@ -36,10 +36,10 @@ bool FitsXml(const CAtlString& text) {
 // Goes from an element down to its descendants.
 class Walk {
  public:
-  // Without an index for a null one.
+  // For a null index, searches without one.
   explicit Walk(std::shared_ptr<ConfigIndex> index) : index_(std::move(index)) {}
 
-  // Null when there is no such key below `root`; `root` for an empty path.
+  // Null when `root` has no such key below it; `root` for an empty path.
   TiXmlElement* Find(TiXmlElement* root, const KeyPath& path) {
     TiXmlElement* key = root;
     for (int i = 1; key != nullptr && i <= path.count(); ++i) {
@@ -54,13 +54,13 @@ class Walk {
     return key == nullptr ? nullptr : Child(key, ConfigType::kValue, value_name);
   }
 
-  // The value, which is made with the keys that are missing.
+  // The value; makes it and the missing keys.
   TiXmlElement* FindOrMake(TiXmlElement* root, const KeyPath& path, const CAtlString& value_name) {
     makes_ = true;
     return Find(root, path, value_name);
   }
 
-  // Whether a name on the way was spelled otherwise than it was asked for.
+  // Whether a name on the path was found in another spelling than the given one.
   bool met_other_spelling() const { return met_other_spelling_; }
 
  private:
@@ -97,14 +97,14 @@ TiXmlElement* RootOf(int scope) {
   return state == nullptr ? nullptr : state->Root();
 }
 
-// The value of a scope's document; null when there is none.
+// The value in a scope's document; null when it does not exist.
 TiXmlElement* FindValue(int scope, const CAtlString& key_path, const CAtlString& value_name) {
   TiXmlElement* const root = RootOf(scope);
   if (root == nullptr) return nullptr;
   return Walk(ConfigScope::Of(scope)->index()).Find(root, KeyPath(key_path), value_name);
 }
 
-// The key of a scope's document; null when there is none.
+// The key in a scope's document; null when it does not exist.
 TiXmlElement* FindKey(int scope, const CAtlString& key_path) {
   TiXmlElement* const root = RootOf(scope);
   if (root == nullptr || !ConfigScope::Of(scope)->IsValidRoot(root)) return nullptr;
@@ -120,7 +120,7 @@ XMLConfigWriteStatus Write(ConfigScope& state, const CAtlString& key_path,
   if (root == nullptr) return XMLConfigWriteStatus::kNoRoot;
   Walk walk(state.index());
   TiXmlElement* const value = walk.FindOrMake(root, path, value_name);
-  // "data" comes behind the other attributes.
+  // Removed first, so that "data" comes behind the other attributes.
   value->RemoveAttribute(kData);
   value->SetAttribute(kData, data);
   state.SetChanged();
@@ -128,7 +128,7 @@ XMLConfigWriteStatus Write(ConfigScope& state, const CAtlString& key_path,
                                    : XMLConfigWriteStatus::kWritten;
 }
 
-// Null for data that XML cannot hold.
+// `data` is null if XML does not allow its characters.
 bool Write(int scope, const CAtlString& key_path, const CAtlString& value_name, const char* data) {
   ConfigScope* const state = ConfigScope::Of(scope);
   if (state == nullptr) return false;
@@ -138,7 +138,7 @@ bool Write(int scope, const CAtlString& key_path, const CAtlString& value_name, 
   return status == XMLConfigWriteStatus::kWritten || status == XMLConfigWriteStatus::kOtherSpelling;
 }
 
-// True for null.
+// True also for null.
 bool Remove(int scope, TiXmlElement* element) {
   if (element == nullptr) return true;
   ConfigScope& state = *ConfigScope::Of(scope);
@@ -147,7 +147,8 @@ bool Remove(int scope, TiXmlElement* element) {
   return true;
 }
 
-// Walks from an element that the caller has, and may have changed, to one that it gets.
+// Walks from an element of the caller, which may have changed the document, to an element that it
+// gets.
 template <typename WalkIt>
 TiXmlElement* WalkFrom(const TiXmlElement* element, const WalkIt& walk_it) {
   const std::shared_ptr<ConfigIndex> index = ConfigScope::IndexOf(element);

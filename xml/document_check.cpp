@@ -31,19 +31,19 @@ struct CheckProgress {
   const char* text;
   int depth = 0;
   bool run_has_mark = false;  // a byte order mark in the character data since the last markup
-  bool run_has_text = false;  // something but that and white space
+  bool run_has_text = false;  // characters other than marks and white space
   bool is_in_section = false;
-  XML_Index external_type_end = -1;  // where a document type with declarations elsewhere ends
-  XMLDocumentError refusal{};        // why a well-formed document is refused all the same
+  XML_Index external_type_end = -1;  // the end of a document type with external declarations
+  XMLDocumentError refusal{};        // why a well-formed document is refused
 
-  // The position is that of the construct; once the parser has stopped, it is behind it.
+  // Noted before the parser stops: its position is then behind the construct.
   void Refuse(const char* reason) {
     if (refusal.reason.IsEmpty()) SetError(refusal, reason, parser);
     XML_StopParser(parser, XML_FALSE);
   }
 };
 
-// TinyXML takes a byte order mark for white space, and drops a text of white space alone.
+// TinyXML takes a byte order mark as white space, and drops a text that is only white space.
 void EndRun(void* data) {
   auto& progress = *static_cast<CheckProgress*>(data);
   if (progress.run_has_mark && !progress.run_has_text) {
@@ -56,7 +56,7 @@ void CharacterData(void* data, const XML_Char* characters, int length) {
   auto& progress = *static_cast<CheckProgress*>(data);
   if (progress.is_in_section) return;
   std::string_view rest(characters, static_cast<std::size_t>(length));
-  // A reference is text to TinyXML, whatever its character.
+  // TinyXML takes a reference as text, whatever its character.
   if (progress.text[XML_GetCurrentByteIndex(progress.parser)] == '&') progress.run_has_text = true;
   while (!rest.empty() && !progress.run_has_text) {
     const bool is_mark = rest.starts_with(kByteOrderMark);
@@ -75,7 +75,7 @@ void EndSection(void* data) {
   static_cast<CheckProgress*>(data)->is_in_section = false;
 }
 
-// Expat lets an empty version pass, TinyXML writes none for it, and a declaration needs one.
+// Expat accepts an empty version, but TinyXML writes none for it, and a declaration needs one.
 void Declaration(void* data, const XML_Char* version, const XML_Char*, int) {
   if (*version == '\0') {
     static_cast<CheckProgress*>(data)->Refuse("the XML declaration has no version");
@@ -86,7 +86,7 @@ void Comment(void* data, const XML_Char*) {
   EndRun(data);
 }
 
-// TinyXML finds no name that begins with a colon.
+// TinyXML does not read a name that begins with a colon.
 void CheckName(CheckProgress& progress, const XML_Char* name) {
   if (*name == ':') progress.Refuse("a name begins with a colon");
 }
@@ -106,7 +106,7 @@ void EndElement(void* data, const XML_Char*) {
   --static_cast<CheckProgress*>(data)->depth;
 }
 
-// TinyXML takes the first ">" for the end of both, and what follows for content.
+// TinyXML takes the first ">" as the end of both, and the text after it as content.
 bool HoldsEnd(const XML_Char* text) {
   return text != nullptr && std::strchr(text, '>') != nullptr;
 }
@@ -130,7 +130,8 @@ void StartDocumentType(void* data, const XML_Char*, const XML_Char* system_id,
   }
 }
 
-// Blanks out where the document type that ends there, and holds no other ">", finds declarations.
+// Blanks out the external declarations of the document type that ends at `end` and has no other
+// ">".
 std::string WithoutExternalType(std::string_view text, std::size_t end) {
   constexpr std::string_view kStart = "<!DOCTYPE", kSpace = " \t\r\n";
   const std::size_t start = text.find(kStart, text.substr(0, end).rfind('>') + 1) + kStart.size();
@@ -148,7 +149,7 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
   XMLDocumentError found;
   const std::string_view whole = text;
   const Parser parser(XML_ParserCreate("UTF-8"));
-  // A sound document must not pass for a damaged one.
+  // Without memory a sound document must not be reported as damaged.
   if (parser == nullptr) throw std::bad_alloc();
   if (whole.size() > INT_MAX) {
     found.reason = "the document is too long";
@@ -164,11 +165,11 @@ bool CheckDocument(const char* text, XMLDocumentError* error) {
       XML_SetCharacterDataHandler(parser.get(), CharacterData);
       XML_SetCdataSectionHandler(parser.get(), StartSection, EndSection);
     }
-    // In one piece: a long attribute in several would be scanned again with each.
+    // In one piece: with several, a long attribute would be scanned again for each.
     const auto result = XML_Parse(parser.get(), text, static_cast<int>(whole.size()), XML_TRUE);
     if (result == XML_STATUS_OK) return true;
-    // Declarations in other files, which are not read, might define an entity, so that an unknown
-    // one would be no error.
+    // Declarations in other files, which are not read, might define an entity. Expat would
+    // therefore not report an unknown entity as an error.
     if (progress.external_type_end >= 0) {
       const auto end = static_cast<std::size_t>(progress.external_type_end);
       return CheckDocument(WithoutExternalType(whole, end).c_str(), error);

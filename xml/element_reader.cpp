@@ -18,7 +18,7 @@ namespace {
 constexpr std::string_view kBase64Prefix = "data:;base64,";
 constexpr std::string_view kFlashPrefix = "data:application/x-shockwave-flash;base64,";
 
-// The value that parse(text) gives for an attribute that must not be empty.
+// Stores parse(text) for an attribute, which must not be empty.
 template <typename Value, typename Parse>
 HRESULT ReadFilled(const TiXmlElement* element, const char* name, Value* out, const Parse& parse) {
   if (out == nullptr) return E_POINTER;

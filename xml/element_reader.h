@@ -1,15 +1,15 @@
 // Typed access to elements that TinyXML has parsed.
 //
-// Results: S_OK; E_INVALIDARG when there is no element, no such attribute or no text; E_FAIL when
-// it is there but empty or not in the expected form; E_POINTER for a null output pointer. An output
-// is written on success only, unless stated. Names are zero-terminated; a null name names nothing.
+// Results: S_OK; E_INVALIDARG when the element, the attribute or the text does not exist; E_FAIL
+// when it is empty or not in the expected form; E_POINTER for a null output pointer. An output is
+// written on success only, unless stated. Names are zero-terminated; a null name matches nothing.
 // Texts are UTF-8 with entities resolved; the functions that end in W give UTF-16.
 //
-// Elements belong to their document: what is found lives as long as it does. Threads may read one
-// document at once as long as none changes it.
+// Elements belong to their document and live as long as it does. Threads may read one document at
+// once as long as none changes it.
 //
-// The value of an element is the text of its first child node, when that is a text or a CDATA
-// section; whatever else an element holds, it has no value.
+// The value of an element is the text of its first child node, if that is a text or a CDATA
+// section. Otherwise the element has no value, whatever its other children are.
 #pragma once
 
 #include "strings/atl_array.h"
@@ -26,31 +26,30 @@ class CXMLElementReader {
  public:
   CXMLElementReader() = delete;
 
-  // An empty value is a success here, and in no other reader of attributes but the Base64 ones and
-  // the array one.
+  // An empty value is a success here, in the Base64 readers and in the array reader; other readers
+  // of attributes give E_FAIL.
   static HRESULT GetTextAttributeFromNode(TiXmlElement* element, const char* name,
                                           CAtlStringA& out);
   static HRESULT GetTextAttributeFromNodeW(TiXmlElement* element, const char* name,
                                            CAtlString& out);
-  // Leading digits count: "12abc" is 12, "abc" is 0. What a long cannot hold becomes the nearest
-  // that it can.
+  // Reads leading digits: "12abc" is 12, "abc" is 0. A number outside the range of long becomes the
+  // nearest long.
   static HRESULT GetLongAttributeFromNode(TiXmlElement* element, const char* name, long* out);
-  // With a point in every locale, as WriteFloatAttribute writes it.
+  // The decimal point is "." in every locale, as WriteFloatAttribute writes it.
   static HRESULT GetFloatAttributeFromNode(TiXmlElement* element, const char* name, float* out);
   // Whether the number is not 0; "true" is not a number.
   static HRESULT GetBOOLAttributeFromNode(TiXmlElement* element, const char* name, bool* out);
-  // "none" is 0xFFFFFFFF, "#rrggbb" is 0x00BBGGRR. Parts that are not there are 0.
+  // "none" is 0xFFFFFFFF, "#rrggbb" is 0x00BBGGRR. Missing parts are 0.
   static HRESULT GetColorAttributeFromNode(TiXmlElement* element, const char* name,
                                            unsigned long* out);
-  // The pieces between commas, empty ones included, nothing trimmed. E_INVALIDARG for every
-  // failure.
+  // The pieces between commas, also empty ones, not trimmed. Every failure is E_INVALIDARG.
   static HRESULT GetCommaSeperatedArrayAttribute(TiXmlElement* element, const char* name,
                                                  CAtlArray<CAtlStringA>& out);
-  // The value without every "data:;base64,"; E_FAIL when there is none.
+  // The value without every "data:;base64,"; E_FAIL when the value does not contain it.
   static HRESULT GetBase64AttributeFromNode(TiXmlElement* element, const char* name,
                                             CAtlStringA& out);
-  // The value without every "data:application/x-shockwave-flash;base64," and every space. When it
-  // does not begin with that prefix: E_FAIL, and `out` is the whole value.
+  // The value without every "data:application/x-shockwave-flash;base64," and every space. If the
+  // value does not begin with that prefix: E_FAIL, and `out` is the whole value.
   static HRESULT GetBase64FlashDataFromNode(TiXmlElement* element, const char* name,
                                             CAtlStringA& out);
 
@@ -62,29 +61,29 @@ class CXMLElementReader {
   // S_OK without touching `out` when the element has no value.
   static HRESULT GetElementValueW(TiXmlElement* element, CAtlString& out);
 
-  // The first child element with that name, and the first of any name; null when there is none.
+  // The first child element with that name, and the first of any name; null if there is none.
   static TiXmlElement* GetNamedChildNode(TiXmlElement* element, const char* name);
   static TiXmlElement* GetFirstNonEmptyChild(TiXmlElement* element);
-  // All child elements. `out` is emptied first in every case. E_FAIL without memory for them.
+  // All child elements. `out` is always emptied first. E_FAIL when memory is lacking.
   static HRESULT GetChildNodes(TiXmlElement* element, CAtlArray<TiXmlElement*>& out);
-  // The elements at a path of names below `element`. What comes before the first "/" is not looked
-  // at: "x/a/b" and "/a/b" find every b in every a in it. E_INVALIDARG for a path without "/",
-  // E_FAIL without memory. To find none is a success.
+  // The elements at a path of names below `element`. The part before the first "/" is ignored:
+  // "x/a/b" and "/a/b" find every b in every a in the element. E_INVALIDARG for a path without "/",
+  // E_FAIL when memory is lacking. An empty result is a success.
   static HRESULT GetNamedChildNodes(TiXmlElement* element, CAtlArray<TiXmlElement*>& out,
                                     const char* path);
 
-  // The element as text, without an XML declaration: what CopyElementToXMLWriter writes. Always
-  // S_OK; the text is empty for a null element.
+  // The element as text, without an XML declaration, as CopyElementToXMLWriter writes it. Always
+  // S_OK; empty for a null element.
   static HRESULT GetNodeXML(TiXmlElement* element, CAtlStringA& out);
 };
 
 // Appends every attribute in document order. E_INVALIDARG for a null element.
 HRESULT GetNodeAttributes(TiXmlElement* element, CAtlArray<TiXmlAttribute*>& out);
 
-// The attribute of an element as TinyXML holds it; null when there is no such element or attribute.
+// The attribute of an element as TinyXML stores it; null when the element or attribute is missing.
 const char* AttributeText(const TiXmlElement* element, const char* name);
 
-// The value of an element as TinyXML holds it; null when it has none.
+// The value of an element as TinyXML stores it; null if it has none.
 const char* ElementText(const TiXmlElement* element);
 
 }  // namespace orvik

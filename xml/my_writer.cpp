@@ -25,7 +25,7 @@ constexpr bool IsControl(char byte) {
 
 enum class ByteClass : unsigned char { kPlain, kEndsStretch, kControl };
 
-// A stretch that is written unchanged ends at the five bytes, and at the terminator.
+// The five escaped bytes and the terminator end a stretch that is written unchanged.
 constexpr std::array<ByteClass, 256> kClasses = [] {
   std::array<ByteClass, 256> classes{};
   for (unsigned char byte = 1; byte < 0x20; ++byte) {
@@ -41,9 +41,9 @@ ByteClass ClassOf(char byte) {
   return kClasses[static_cast<unsigned char>(byte)];
 }
 
-// Eight bytes as one number. Below, its bytes are tested at once: a test sets the highest bit of a
-// byte that passes it. A borrow may set bits above that one, so only the lowest is certain; each
-// test gives 0 when no byte passes.
+// Eight bytes as one number, so that one test covers all of them: it sets the highest bit of each
+// byte that passes. A borrow may also set bits above that bit, so only the lowest set bit is
+// certain. The result is 0 if no byte passes.
 constexpr std::uint64_t kOnes = 0x0101010101010101, kHighest = 0x80 * kOnes;
 
 std::uint64_t EightBytes(const char* at) {
@@ -54,12 +54,12 @@ std::uint64_t EightBytes(const char* at) {
 constexpr std::uint64_t BelowSpace(std::uint64_t bytes) {
   return (bytes - 0x20 * kOnes) & ~bytes & kHighest;
 }
-// Whether a byte is one of the two that only differ in the bits of `differs`.
+// Which bytes are one of two that differ only in the bits of `differs`.
 constexpr std::uint64_t OneOfTwo(std::uint64_t bytes, std::uint64_t one, std::uint64_t differs) {
   const std::uint64_t zero = (bytes & ~(differs * kOnes)) ^ one * kOnes;
   return (zero - kOnes) & ~zero & kHighest;
 }
-// Below 0x20, or one of the five that are escaped.
+// Which bytes are below 0x20 or one of the five escaped ones.
 constexpr std::uint64_t Special(std::uint64_t bytes) {
   return BelowSpace(bytes) | OneOfTwo(bytes, '&', '&' ^ '\'') | OneOfTwo(bytes, '<', '<' ^ '>') |
          OneOfTwo(bytes, '"', 0);
@@ -71,14 +71,14 @@ bool HasControl(std::string_view text) {
   for (; end - at >= 8; at += 8) {
     if (BelowSpace(EightBytes(at)) != 0 && std::any_of(at, at + 8, IsControl)) return true;
   }
-  // Without a branch: most names are shorter than a word.
+  // Without a branch: most names are shorter than eight bytes.
   bool has_control = false;
   for (; at != end; ++at) has_control |= IsControl(*at);
   return has_control;
 }
 
-// Lets write(at) put up to `most` bytes into the room of a stream and return where they end. False,
-// and nothing is put, when they do not fit, or there is no room.
+// Lets write(at) put up to `most` bytes into the room of a stream and return their end. False,
+// without a change, when there is no room or `most` bytes do not fit.
 template <typename Write>
 bool PutInRoom(WriteRoom* room, std::size_t most, const Write& write) {
   if (room == nullptr || room->free < most) return false;
@@ -94,12 +94,12 @@ char* Copied(char* at, std::string_view text) {
   return at + text.size();
 }
 
-// A byte becomes six at most, and whole words are stored: up to eight bytes too many.
+// A byte becomes at most six, and whole words are stored, which adds up to eight bytes.
 constexpr std::size_t MostEscaped(std::size_t count) {
   return 6 * count + 8;
 }
 
-// Writes the text escaped, and gives the end. Up to MostEscaped bytes are overwritten.
+// Writes the text escaped and returns its end. May overwrite up to MostEscaped bytes.
 char* Escaped(char* at, std::string_view text, bool& has_control) {
   const char* from = text.data();
   const char* const end = from + text.size();
@@ -210,7 +210,7 @@ HRESULT CMyWriter::endElement(const char* name) {
   if (open_.empty()) {
     Note(XMLWriterFault::kNesting);
   } else {
-    // "/>" ends the right one whatever the name.
+    // "/>" ends the right element, whatever the name.
     const std::string_view innermost = std::string_view(names_).substr(open_.back());
     if (!start_tag_open_ && innermost != ended) Note(XMLWriterFault::kNesting);
     names_.resize(open_.back());
@@ -302,7 +302,7 @@ CMyStringWriter::CMyStringWriter() {
 CAtlStringA CMyStringWriter::get_output() {
   NoteEnd();
   CAtlStringA text = buffer_->DetachBufferAsString();
-  Note(FinishStream(buffer_));  // no string holds 2 GiB
+  Note(FinishStream(buffer_));  // a string holds less than 2 GiB
   return text;
 }
 

@@ -1,8 +1,8 @@
-// The writer into any stream. See xml_writer.h for what its operations do.
+// The writer into any stream. xml_writer.h describes its operations.
 //
-// Every piece of text goes to the stream with one Write call, whose failure changes nothing but the
-// status; a stream of this library gets it without the call while there is room in its buffer.
-// Nothing is gathered here, so the stream may be looked at between two operations.
+// Every piece of text goes to the stream with one Write call; a failed call changes only the
+// status. A stream of this library gets the text without a call while its buffer has room. The
+// writer has no buffer of its own, so the stream can be examined between two operations.
 #pragma once
 
 #include <cstddef>
@@ -51,7 +51,7 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
     room_ = RoomOfStream(stream);
   }
   bool HasOutput() const { return output_ != nullptr; }
-  // Remembers the first failure.
+  // Stores the first failure.
   void Note(HRESULT result) {
     if (result < 0 && status_ == S_OK) status_ = result;
   }
@@ -63,22 +63,22 @@ class CMyWriter : public ReferenceCounted<IORVIKXMLWriter> {
   }
 
  private:
-  // Both give E_FAIL when there is no stream.
+  // Both give E_FAIL without a stream.
   HRESULT nonescapedcharacters(std::string_view text);
   HRESULT escapedcharacters(const char* text);
-  // Writes the caller's text unchanged.
+  // Writes text of the caller unchanged.
   HRESULT PutGiven(const char* text);
 
   void Put(std::string_view text);
   HRESULT BeginAttribute(const char* name, std::string_view opening);
 
   CComPtr<IStream> output_;
-  WriteRoom* room_ = nullptr;  // of the stream, if it has one
+  WriteRoom* room_ = nullptr;  // the free bytes of the stream, or null
   bool start_tag_open_ = false;
   HRESULT status_ = S_OK;
   XMLWriterFault fault_ = XMLWriterFault::kNone;
-  std::string names_;              // of the open elements, one behind the other
-  std::vector<std::size_t> open_;  // where each begins
+  std::string names_;              // of the open elements, one after the other
+  std::vector<std::size_t> open_;  // where each name begins
 };
 
 // Collects the text in memory.
@@ -95,7 +95,7 @@ class CMyStringWriter final : public CMyWriter {
 class CMyFileWriter final : public CMyWriter {
  public:
   CMyFileWriter(const COrvikFilePath& path, bool compressed);
-  // False when the file could not be opened: then nothing is written.
+  // False when the file could not be opened; then nothing is written.
   bool opened() const { return HasOutput(); }
   CAtlStringA get_output() override;
 };

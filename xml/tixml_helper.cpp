@@ -16,7 +16,7 @@
 namespace orvik {
 namespace {
 
-// The value that parse(text) gives for an attribute, or the default of one that is missing.
+// parse(text) for an attribute, or the default if it is missing.
 template <typename Value, typename Parse>
 Value Load(const TiXmlElement* element, const CAtlStringA& name, const Value& default_value,
            const Parse& parse) {
@@ -101,7 +101,7 @@ bool TiXmlHelper::LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement*
 HRESULT TiXmlHelper::InitializeTiXmlDocumentFromFile(
     const boost::shared_ptr<TiXmlDocument>& document, const COrvikFilePath& path,
     XMLDocumentError* error) {
-  TiXmlBase::SetCondenseWhiteSpace(false);  // also when the file cannot be read
+  TiXmlBase::SetCondenseWhiteSpace(false);  // even if the file cannot be read
   CAtlStringA text;
   if (CFileManipulator::ReadAsciiFileIntoAsciiString(path, text, "") < 0) {
     return Refuse(error, {"the file cannot be read"});

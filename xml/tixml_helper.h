@@ -1,16 +1,16 @@
 // Loading TinyXML documents, and attributes with a default.
 //
-// Loading refuses, with E_INVALIDARG, what is not well-formed XML 1.0 in UTF-8, and documents that
-// TinyXML would not read as they are meant:
+// Loading refuses, with E_INVALIDARG, text that is not well-formed XML 1.0 in UTF-8, and documents
+// that TinyXML would not read as XML means them:
 // - elements nested deeper than 1,000, or more than 1,000 attributes on one element;
 // - declarations inside a document type, and references to entities that are not XML's five;
 // - ">" inside a processing instruction or a document type;
 // - a name that begins with a colon;
-// - a text of byte order marks and white space alone.
-// S_OK means that the document has a root element. Loading switches off, for the whole process,
-// TinyXML's condensing of white space.
+// - a text that is only byte order marks and white space.
+// S_OK means that the document has a root element. Loading turns off TinyXML's condensing of white
+// space for the whole process.
 //
-// The attribute names are taken as UTF-8. A missing attribute gives the default.
+// Attribute names are UTF-8. A missing attribute gives the default.
 #pragma once
 
 #include <boost/smart_ptr/shared_ptr.hpp>
@@ -25,19 +25,19 @@ class TiXmlElement;
 
 namespace [[gnu::visibility("default")]] orvik {
 
-// Why a document could not be loaded.
+// The reason why a document could not be loaded.
 struct XMLDocumentError {
   CAtlStringA reason;  // a few English words for logs, without a full stop; empty: no error
-  int line = 0;        // from 1; 0 when the error has no place in the text
+  int line = 0;        // from 1; 0 for an error without a place in the text
   int column = 0;      // in characters, from 1
 };
 
 inline constexpr char TRUE_STRING[] = "true";
 inline constexpr char FALSE_STRING[] = "false";
 
-// Writes the attribute when value and default differ, and removes nothing when they do not.
-// Strings are compared without case. Real numbers are written as "%g" gives them, with a point in
-// every locale. Unsigned numbers of 2^31 and above are written as negative.
+// Writes the attribute if value and default differ; otherwise does nothing, even if the attribute
+// exists. Strings are compared without case. Real numbers are written with "%g" and a "." in every
+// locale. Unsigned numbers of 2^31 and above are written as negative ones.
 void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
                                            const CAtlStringA& name, bool value, bool default_value);
 void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
@@ -54,26 +54,26 @@ class TiXmlHelper {
  public:
   TiXmlHelper() = delete;
 
-  // When the attribute is missing, the text is empty and `found` becomes false; it is not touched
-  // otherwise.
+  // If the attribute is missing, the result is empty and `found` becomes false; otherwise `found`
+  // does not change.
   static CAtlString LoadStringAttributeFromXmlElement(const TiXmlElement* element,
                                                       const CAtlStringA& name, bool& found);
   static CAtlString LoadStringAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                                  const CAtlStringA& name,
                                                                  const CAtlString& default_value);
-  // Leading digits count; what an int cannot hold becomes the nearest that it can.
+  // Reads leading digits; a number outside the range of int becomes the nearest int.
   static int LoadIntAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                        const CAtlStringA& name, int default_value);
-  // With a point in every locale.
+  // The decimal point is "." in every locale.
   static float LoadFloatAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                            const CAtlStringA& name,
                                                            float default_value);
-  // TRUE_STRING and FALSE_STRING in any case; everything else, "1" and "0" as well, is the default.
+  // TRUE_STRING and FALSE_STRING in any case; all other texts, even "1" and "0", give the default.
   static bool LoadBoolAttributeFromXmlElementWithDefault(const TiXmlElement* element,
                                                          const CAtlStringA& name,
                                                          bool default_value);
 
-  // The same as the free functions.
+  // The same as the functions outside the class.
   template <typename Value, typename Default>
   static void SaveAttributeToXmlElementIfNotDefault(const boost::shared_ptr<TiXmlElement>& element,
                                                     const CAtlStringA& name, const Value& value,
@@ -81,8 +81,8 @@ class TiXmlHelper {
     orvik::SaveAttributeToXmlElementIfNotDefault(element, name, value, default_value);
   }
 
-  // Parses a text file into an empty document. E_INVALIDARG when the file cannot be read whole,
-  // holds a NUL byte, or is refused; `error`, unless null, then receives the reason.
+  // Parses a text file into an empty document. E_INVALIDARG when the file cannot be read
+  // completely, contains a NUL byte, or is refused; `error`, unless null, then receives the reason.
   static HRESULT InitializeTiXmlDocumentFromFile(const boost::shared_ptr<TiXmlDocument>& document,
                                                  const COrvikFilePath& path,
                                                  XMLDocumentError* error = nullptr);

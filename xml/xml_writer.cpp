@@ -27,7 +27,7 @@ std::string Joined(const CAtlArray<CAtlStringA>& items, char separator) {
   return joined;
 }
 
-// Starts the copy of an element: everything up to its first child element.
+// Starts the copy of an element: writes all of it up to its first child element.
 void BeginCopy(IORVIKXMLWriter& writer, TiXmlElement& element) {
   writer.startElement(element.Value());
   for (const TiXmlAttribute* attribute = element.FirstAttribute(); attribute != nullptr;
@@ -129,7 +129,7 @@ HRESULT IORVIKXMLWriter::WriteSemiColonSeperatedArrayAttribute(
   return WriteTextAttributeBySingleQuotation(name, Joined(items, ';').c_str());
 }
 
-// Walks by the links between the elements, so that no depth exhausts the stack.
+// Follows the links between the elements instead of recursing, so that no depth exhausts the stack.
 HRESULT IORVIKXMLWriter::CopyElementToXMLWriter(TiXmlElement* element) {
   if (element == nullptr) return E_INVALIDARG;
   TiXmlElement* current = element;

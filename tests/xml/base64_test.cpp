@@ -6,7 +6,7 @@
 namespace orvik::test {
 namespace {
 
-// Exactly the room that the interface asks for, so that a byte too many is found.
+// With exactly the required room, so that an extra byte is detected.
 std::string Decoded(const std::string& text) {
   const std::vector<char> input(text.begin(), text.end());
   std::vector<unsigned char> output(text.size() / 4 * 3);
@@ -24,7 +24,7 @@ TEST(Base64Test, WritesNothingWithoutTheRoom) {
   const auto* const bytes = reinterpret_cast<const unsigned char*>("Man");
   EXPECT_EQ(encode64(bytes, 3, text, 3, &length), 0);
   EXPECT_EQ(length, 4u);
-  // Their encoded lengths pass 32 bits: 4 * 2^30 is 0 there.
+  // Their encoded lengths exceed 32 bits: 4 * 2^30 becomes 0 there.
   for (const unsigned int size : {0xC0000000u, 0xFFFFFFFEu, 0xFFFFFFFFu}) {
     EXPECT_EQ(encode64(bytes, size, text, 0xFFFFFFFFu, &length), 0);
   }
@@ -78,7 +78,7 @@ TEST_F(Base64FileTest, ConvertsWholeFiles) {
   WriteFile(file_, Repeated("Man", 33'333) + "M");
   EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, "p:"), S_OK);
   EXPECT_EQ(result.View(), "p:" + Repeated("TWFu", 33'333) + "TQ==");
-  for (const std::uintmax_t size : {1'700'000'000ull, 5ull << 30}) {  // more than strings hold
+  for (const std::uintmax_t size : {1'700'000'000ull, 5ull << 30}) {  // too long for strings
     fs::resize_file(file_, size);
     EXPECT_EQ(ConvertBinaryFileToBase64String(path_, result, nullptr), E_FAIL);
   }
@@ -91,7 +91,7 @@ TEST_F(Base64FileTest, ConvertsWholeFiles) {
 }
 
 TEST_F(Base64FileTest, DecodesIntoAFileOrLeavesNone) {
-  // Padded groups leave the buffer filled by odd amounts.
+  // Padded groups fill the buffer by odd amounts.
   const std::string text = Repeated(Repeated("TWFu", 700) + "QQ==", 5);
   EXPECT_EQ(DecodeToFile("+ " + text), S_OK);
   EXPECT_EQ(ReadFile(file_), Repeated(Repeated("Man", 700) + "A", 5));

@@ -26,7 +26,7 @@ class ConfigStoreTest : public EnvironmentTest {
   }
   ~ConfigStoreTest() override { Forget(); }
 
-  // As in a new process.
+  // Makes the state that of a new process.
   static void Forget() {
     for (COrvikFilePath** path : {&g_pathGlobalXMLConfig, &g_pathLocalXMLConfig}) {
       delete *path;
@@ -39,7 +39,7 @@ class ConfigStoreTest : public EnvironmentTest {
     g_bGlobalXMLConfigFileLoaded = g_bLocalXMLConfigFileLoaded = false;
   }
 
-  // Starts anew with the file.
+  // Starts again with the file.
   void Use(const fs::path& file) {
     Forget();
     EXPECT_TRUE(SetXMLConfig(1, File(file)));
@@ -98,7 +98,7 @@ TEST_F(ConfigStoreTest, NothingHappensWithoutAFileOrInAnotherScope) {
                  DeleteXMLConfigValueElement(scope, u"A", u"v") ||
                  DeleteXMLSubKeyElement(scope, u"A"));
   }
-  // A question before the file was named does not count as an attempt to load it.
+  // A call before SetXMLConfig does not count as an attempt to load the file.
   WriteFile(file_, User("<value name='v' data='4'/>"));
   EXPECT_TRUE(SetXMLConfig(1, File(file_)) && IsXMLConfigSet(1));
   EXPECT_EQ(V(), 4);
@@ -134,7 +134,7 @@ TEST_F(ConfigStoreTest, NewFilesHaveTheExactText) {
               "<key name=\"ORVIK Technologies\" scope=\"" +
                   std::string(scope) + "\"/>");
   }
-  // A file that can only be written where it is.
+  // A file that can only be written in place.
   fs::create_hard_link(At("new.xml"), At("second"));
   WriteFile(At("second"), "old");
   EXPECT_TRUE(CreateConfigFile(File(At("new.xml")), 1));
@@ -231,7 +231,7 @@ TEST_F(ConfigStoreTest, WhatIsDiscardedIsKeptBesideBySavingOnly) {
     EXPECT_FALSE(SaveXMLConfigFile(1));
   }
   EXPECT_FALSE(fs::exists(kept)) << "what was not replaced is not kept";
-  for (int round = 0; round < 2; ++round) Save();  // the second replaces what the first saved
+  for (int round = 0; round < 2; ++round) Save();  // the second replaces the saved file
   EXPECT_EQ(ReadFile(kept), damaged);
   EXPECT_EQ(fs::status(file_).permissions(), fs::perms::owner_read | fs::perms::owner_write);
   Use(file_);
@@ -262,7 +262,7 @@ TEST_F(ConfigStoreTest, AnUnreadableFileIsKeptAndAFolderThatTakesNoFileRefusesTh
   EXPECT_EQ(fs::status(file_.string() + ".discarded").permissions(), perms::none);
   Use(file_);
   EXPECT_EQ(V(), 2);
-  // A kept file that may not be written is not in the way of the next one.
+  // A kept read-only file does not prevent keeping the next one.
   UseContent("y");
   Put(3);
   Save();
@@ -351,7 +351,7 @@ TEST_F(ConfigStoreTest, TheIndexNoticesWhatBecomesOfElementsInHand) {
   const auto value_of = [](const char16_t* name) { return Int(u"k", name); };
   EXPECT_EQ(value_of(u"v499"), 499);
   TiXmlElement* const key = FindXMLSubKeyElement(1, u"k");
-  // A kept element that is destroyed or appended later is noticed.
+  // The index notices that a kept element is destroyed or appended later.
   TiXmlElement* const kept = FindXMLConfigValueElement(key, u"", u"v50");
   TiXmlElement* const renamed = FindXMLConfigValueElement(key, u"", u"v70");
   EXPECT_EQ(value_of(u"v1"), 1);
@@ -369,7 +369,7 @@ TEST_F(ConfigStoreTest, TheIndexNoticesWhatBecomesOfElementsInHand) {
   renamed->SetAttribute("name", "renamed");
   EXPECT_EQ(value_of(u"v70"), -1);
   EXPECT_EQ(value_of(u"renamed"), 70);
-  // The next operation sees what is inserted before others, or replaces others.
+  // The next operation sees an element that was inserted before others or replaced another.
   added.SetAttribute("name", "FIRST");
   FindXMLRootElement(1);
   key->InsertBeforeChild(key->FirstChild(), added);

@@ -1,4 +1,4 @@
-// Reading XML: attributes and elements, and what is refused beforehand.
+// Reading XML: attributes and elements, and the check before parsing.
 #include <climits>
 #include <limits>
 
@@ -253,7 +253,7 @@ TEST(TiXmlHelperTest, SavesOnlyWhatDiffersFromTheDefault) {
                                 "(none)", "7", "-2147483648", "kept"}));
 }
 
-// Where and why a text is refused: "2:5 reason", or "" when it is taken.
+// The place and reason of a refusal: "2:5 reason", or "" for an accepted text.
 std::string Refusal(const std::string& text) {
   boost::shared_ptr<TiXmlDocument> document(new TiXmlDocument());
   XMLDocumentError error;
@@ -281,7 +281,7 @@ TEST(TiXmlHelperTest, RefusesWhatIsNotWellFormedOrNotSafe) {
       {"<a>\n<b>\n</a>\n</b>", "3:3 mismatched tag"},
       {"<a/>x", "1:5 junk after document element"},
       {"<a>\u00E9\xE9</a>", "1:5 not well-formed (invalid token)"},
-      // TinyXML would take these for something else.
+      // TinyXML would misread these.
       {"<a>\n<b :c=''/></a>", "2:1 a name begins with a colon"},
       {"<?xml version=''?><a/>", "1:1 the XML declaration has no version"},
       {"<!DOCTYPE a PUBLIC 'x' 'y'><a b='&amp;&c;'/>", "1:28 undefined entity"},

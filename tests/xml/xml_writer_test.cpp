@@ -126,7 +126,7 @@ TEST(XmlWriterTest, ClosesTagsAndSaysWhetherTheTextCanBeXml) {
   }
 }
 
-// Writes into a stream of the test's, or into none.
+// Writes into a stream of the test, or into none.
 class WriterOn final : public CMyWriter {
  public:
   explicit WriterOn(IStream* stream) { SetOutput(stream); }
@@ -163,7 +163,7 @@ TEST(XmlWriterTest, EveryPieceIsOneWriteWhoseResultIsNotLookedAt) {
       (std::vector<HRESULT>{S_OK, S_OK, S_OK, E_FAIL, E_FAIL, E_FAIL, E_FAIL}));
 }
 
-// The first room has 4000 bytes beside the first piece; a byte behind it is found.
+// The first room has 4000 bytes after the first piece; a byte written beyond it is detected.
 TEST(XmlWriterTest, EveryPieceFitsItsRoom) {
   for (std::size_t left = 0; left < 60; ++left) {
     const std::string rest(4000 - left, 'r');
@@ -205,7 +205,7 @@ TEST(XmlWriterTest, CopiesElementsOfAnyDepth) {
   TiXmlElement* last = &root;
   for (int i = 0; i < kDepth; ++i) last = last->LinkEndChild(new TiXmlElement("a"))->ToElement();
   EXPECT_EQ(Copied(&root).size(), kDepth * 3u + 4 + kDepth * 4u);
-  // TinyXML's own destructor calls itself for every level.
+  // TinyXML's own destructor recurses for every level.
   while (last != &root) {
     TiXmlNode* const parent = last->Parent();
     parent->RemoveChild(last);
@@ -254,7 +254,7 @@ TEST_F(XmlWriterFileTest, TheStatusAndFinishReportWhatTheOperationsDoNot) {
   EXPECT_EQ(out, static_cast<void*>(&writer));
   EXPECT_EQ(writer->WriteElementContents("b") + writer->Finish(), S_OK);
   EXPECT_EQ(writer->get_output().View(), "b");
-  EXPECT_EQ(writer->startElement("x"), S_OK);  // spent: nothing more is taken or comes out
+  EXPECT_EQ(writer->startElement("x"), S_OK);  // closed: later text is dropped
   EXPECT_EQ(writer->get_output().View(), "");
   EXPECT_EQ(IORVIKXMLWriter::CreateORVIKXMLWriterOnString(nullptr), E_POINTER);
 }
