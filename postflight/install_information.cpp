@@ -34,7 +34,7 @@ bool CompanionReceiptExists() {
   return NSFileManager::defaultManager()->fileExistsAtPath(path) == YES;
 }
 
-// Where the application lies; ends in "/".
+// The folder of the application; ends in "/".
 CAtlString Destination(const InstallerArgs& arguments) {
   CAtlString destination(arguments.getDestVolMountPointAndPathToInstallDest());
   if (destination.IsEmpty() || destination.GetAt(destination.GetLength() - 1) != u'/') {
@@ -51,7 +51,7 @@ long Write(const InstallValue& value) {
                             kDomain);
 }
 
-// Why a write failed with kPreferenceLockNotObtained, as of now.
+// The present reason of a write that failed with kPreferenceLockNotObtained.
 std::string LockReason() {
   const SharedLockRecord lock = CopySharedLockRecord(kDomain);
   std::string text = Describe(PrefStatus{PrefError::kLockNotObtained});
@@ -60,16 +60,16 @@ std::string LockReason() {
   return text + ": process " + std::to_string(lock.pid) + " (\"" + holder + "\")";
 }
 
-// Whether the lock can be taken now.
+// The status of an attempt to take the lock now.
 PrefStatus LockStatus() {
   Transaction nothing(kSharedScope, kDomain);
   nothing.WaitAtMost(std::chrono::milliseconds(0));
   return nothing.Commit();
 }
 
-// Why the file does not hold a value; null when it does. The writers answer the same for every
-// failure but a held lock, so a value that is missing, or another one, is explained by what
-// prevents a write now.
+// Why the file does not contain a value; null when it does. The writers report only a held lock,
+// not other failures; so a missing or different value is explained by the present obstacle to a
+// write.
 const NSString* ReasonMissing(const InstallValue& value) {
   const PrefValue found = ReadPreference(kSharedScope, value.key_path, value.name, kDomain);
   const auto wanted = std::visit([](const auto& kept) { return plist::Value(kept); }, value.value);
@@ -79,7 +79,7 @@ const NSString* ReasonMissing(const InstallValue& value) {
     if (value.written == static_cast<long>(kPreferenceLockNotObtained)) {
       return NSString::stringWithUTF8String(LockReason().c_str());
     }
-    // The other results of the writers do not tell their reasons apart.
+    // The result of the write tells no reason: find it from the file and the lock.
     const std::string file = PreferenceFilePath(kSharedScope, kDomain);
     if (const int error = host::ReplaceAccess(file); error != 0) {
       status = PrefStatusFromErrno(error, file, PrefError::kNotSaved);
@@ -137,7 +137,8 @@ InstallRecord RecordInstallInformation(const InstallerArgs& arguments) {
       {{u"Software/ORVIK Technologies/ORVIK Tavlo Software/Install Information", kExePath,
         destination}},
   };
-  // The folder is flushed once, and all writes together wait for the lock as long as one would.
+  // The folder is flushed once, and all writes together wait for the lock only as long as one
+  // would.
   host::FolderFlushDelay until_all_is_recorded;
   const SharedLockTimeLimit for_all_of_them;
   const plist::KeptAsideFiles kept_aside;

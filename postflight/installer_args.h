@@ -8,15 +8,15 @@
 namespace orvik {
 
 // The arguments are pairs of a dash-prefixed name and a value in the argument domain of the
-// standard user defaults. Strings that are handed out belong to the object or to the autorelease
-// pool; setters store copies, and null is none.
+// standard user defaults. Returned strings belong to the object or to the autorelease pool; setters
+// store copies, and a null string means none.
 class InstallerArgs : public NSObject {
  public:
   InstallerArgs() = default;
   ~InstallerArgs() override;
 
   // Reads and logs all arguments. NO when a required one is missing, after its message was logged;
-  // its field is then "" and the ones after it were not read.
+  // then its field is "" and the following ones were not read.
   ObjCBool initWithProcessInfo();
 
   const NSString* getFullPathToInstallPkg() const { return m_fullPathToInstallPkg; }
@@ -35,16 +35,16 @@ class InstallerArgs : public NSObject {
   void setCustomerLogging(const NSString* value) { StoreCopy(m_customerLogging, value); }
   void setRunSilent(ObjCBool silent) { m_runSilent = silent; }
 
-  // Getters return the field, which belongs to the object; null while it was not set. Setters store
-  // a copy and autorelease the old value, so that what a getter returned stays valid for the
-  // caller's pool.
+  // Getters return the field, which belongs to the object; null until it is set. Setters store a
+  // copy and autorelease the old value, so that the result of a getter stays valid for the caller's
+  // pool.
 
-  // The destination on its volume: the mount point directly followed by the install destination,
-  // or the destination alone for the mount point "/". None while one of the two is none.
+  // The destination on its volume: the mount point directly followed by the install destination, or
+  // the destination alone for the mount point "/". Null if one of the two is null.
   const NSString* getDestVolMountPointAndPathToInstallDest() const;
 
-  // Writes "Options Set:" and the arguments that are present to the log, each on a line of its own,
-  // in the order of the fields; then the joined destination, and "running silent" if it is.
+  // Writes "Options Set:" and the arguments that are set to the log, each on its own line, in the
+  // order of the fields; then the joined destination, and "running silent" for a silent run.
   void logValues() const;
 
  private:

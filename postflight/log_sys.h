@@ -8,14 +8,13 @@
 
 namespace orvik {
 
-// Every method sends its text as one line, verbatim and with nothing added, at priority notice (5),
-// in UTF-8, the 8-bit encoding of this system. Unpaired surrogates become "?"; a line is logged up
-// to the first NUL in it.
+// Every method logs its text as one line without additions, at priority notice (5), in UTF-8, the
+// 8-bit encoding of this system. Unpaired surrogates become "?"; a line ends at its first NUL.
 class logSys {
  public:
   logSys() = delete;
 
-  // Logs a string; nothing for null.
+  // Logs a string; does nothing for null.
   static void notice(const NSString* text);
 
   // Banners: 74 and 148 vertical bars, 75 and 150 slashes.
@@ -28,11 +27,11 @@ class logSys {
   static void Banner(char mark, std::size_t count);
 };
 
-// Autoreleases the object of a field and stores a copy of the new value, which the field then owns;
-// null is none. Needs an autorelease pool.
+// Stores a copy of the new value (null stays null) in the field, which owns it, and autoreleases
+// the old value. Needs an autorelease pool.
 void StoreCopy(const NSString*& field, const NSString* value);
 
-// A part of a log line: text in the code, or a string that may be missing.
+// A part of a log line: a text of the program, or a string that may be null.
 class LinePart {
  public:
   LinePart(const char16_t* text) : string_(CFSTR(text)) {}

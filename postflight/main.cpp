@@ -5,7 +5,7 @@
 
 // The arguments reach the tool through the standard user defaults.
 int main(int argc, char** argv) {
-  // A write beyond the size limit of files fails, and is reported, instead of ending the process.
+  // Makes a write beyond the file size limit fail with an error instead of ending the process.
   signal(SIGXFSZ, SIG_IGN);
   orvik::host::SetProgramArguments(argc, argv);
   return orvik::RunPostflight();

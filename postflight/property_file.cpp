@@ -48,7 +48,7 @@ ObjCBool propertyFile::fileExists() const {
   return exists ? YES : NO;
 }
 
-// The text of the log lines is fixed; their order shows how far a write came.
+// The text of the log lines is fixed; their order shows how far a write got.
 ObjCBool propertyFile::write(unsigned format) const {
   Notice({u"entering [propertyFile write: pFormat]"});
   const NSString* error = nullptr;
@@ -113,8 +113,8 @@ void propertyFile::setpFormat(unsigned format) {
   m_pFormat = format;
 }
 
-// The login window's list. The lines of the log name their methods as they always have, also where
-// that is not the method's name.
+// The login window's list. The method names in the log lines are fixed, even where they are not the
+// name of the method.
 
 namespace {
 
@@ -129,7 +129,7 @@ NSArray* ItemsOf(NSObject* root) {
                                : dynamic_cast<NSArray*>(dictionary->objectForKey(CFSTR(kItems)));
 }
 
-// Logged for a list that cannot be changed: YES would claim an item that is not in it.
+// Logged for a list that cannot be changed: YES would claim an item that the list does not have.
 ObjCBool RefuseChange() {
   Notice(
       {u"leaving [addFilePathToAutoLaunchedAppDictArr addFilePathToAutoLaunchedAppDictArr], unable "

@@ -1,7 +1,7 @@
-// A property-list file that is loaded, changed in memory and written back; and the login window's
-// list of applications that are launched at login, which is one.
+// A property-list file that is loaded, changed in memory and written back, and such a file with the
+// login window's list of applications that are launched at login.
 //
-// Methods log their steps. Failures are a log line and NO; the object stays usable.
+// Methods log their steps. A failure is logged and gives NO; the object stays usable.
 #pragma once
 
 #include "platform/core_foundation/collections.h"
@@ -10,7 +10,7 @@
 
 namespace orvik {
 
-// Objects follow the retain and release rules of NSObject. What a getter returns belongs to the
+// Objects follow the retain and release rules of NSObject. The result of a getter belongs to the
 // object and is valid until the field is set again and the caller's autorelease pool ends.
 //
 // The file is read and written whole, without a lock: a change of another process between loading
@@ -20,16 +20,16 @@ class propertyFile : public NSObject {
   propertyFile() = default;
   ~propertyFile() override;
 
-  // Loads a file of any property-list format with modifiable contents. A file that does not exist
-  // is YES, with no root object and format 0. After a failure the path is the new one, the root
-  // object and the format are the old ones.
+  // Loads a file of any property-list format with modifiable contents. A missing file gives YES, no
+  // root object and format 0. After a failure the path is the new one, but the root object and the
+  // format are the old ones.
   ObjCBool initWithFilePath(const NSString* path);
 
   // Whether the path leads to a file or folder. NO for an object without a path.
   ObjCBool fileExists() const;
 
-  // Replaces the file by the root object in a format, or in that of the file that was read. NO
-  // leaves the file as it was. Only XML and binary can be written.
+  // Replaces the file by the root object in the given format, or in the format of the loaded file.
+  // On NO the file stays as it was. Only XML and binary can be written.
   ObjCBool write(unsigned format) const;
   ObjCBool write() const;
 
@@ -60,12 +60,12 @@ class propertyFile : public NSObject {
 // (a string) and "Hide" (a boolean). Changes stay in memory until the file is written.
 class LoginWindowPlist : public propertyFile {
  public:
-  // The array, not retained for the caller; null when there is none.
+  // The array, not retained for the caller; null when it does not exist.
   NSArray* autoLaunchedAppDictArr() const;
 
   // Sets the hide flag of every item with exactly this path, or appends a new item. NO, with a log
-  // line, for no path, and for a list that cannot be changed: a root that is not a dictionary, or
-  // immutable contents. A value of the list's name that is not an array is replaced.
+  // line, for a null path, and for a list that cannot be changed: a root that is not a dictionary,
+  // or immutable contents. A value of the list's name that is not an array is replaced.
   ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path);
   ObjCBool addFilePathToAutoLaunchedAppDictArr(const NSString* path, ObjCBool hide);
 };

@@ -64,7 +64,7 @@ TEST_F(InstallInformationTest, TellsAnotherValueFromTheRightOne) {
 }
 
 TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
-  // Nothing can be put below a value.
+  // A value cannot contain entries.
   WriteFile(file_, "<plist><dict><key>Software</key><string>x</string></dict></plist>");
   EXPECT_EQ(Missing(RecordInstallInformation(*arguments_)), kAll);
   fs::remove(file_);
@@ -86,7 +86,7 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
   }
 }
 
-// The other values of the damaged file are not in the new one, so the run fails.
+// The new file does not have the other values of the damaged file, so the run fails.
 TEST_F(InstallInformationTest, ADamagedStoreGivesWay) {
   const plist::FileWriterWait old = plist::ExchangeFileWriterWait([] {});
   WriteFile(file_, "<plist>");
@@ -112,7 +112,7 @@ TEST_F(InstallInformationTest, AHeldLockEndsAStrictRunWithFailure) {
   const ScopedVariable strict("ORVIK_STRICT", "1");
   Log();
   EXPECT_EQ(RunPostflight(), 1);
-  // For all values together; fewer where a busy disk took the ten seconds.
+  // For all values together; fewer if a slow disk used up the ten seconds.
   EXPECT_TRUE(waits > 0 && waits <= 10) << waits;
   const std::string log = Log();
   EXPECT_TRUE(Contains(log,

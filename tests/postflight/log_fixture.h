@@ -1,4 +1,4 @@
-// Log lines of the tool, caught on their way.
+// Captures the tool's log lines.
 #pragma once
 
 #include "platform/core_foundation/object.h"
