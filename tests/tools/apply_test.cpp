@@ -1,4 +1,4 @@
-// Scripts, imported files and edited texts: what they change, and what they change the second time.
+// Scripts, imported files and edited texts: their changes, and that a second run changes nothing.
 
 #include <regex>
 
@@ -30,7 +30,7 @@ TEST_F(ApplyTest, AppliesScripts) {
   EXPECT_TRUE(Contains(checked, "+\t[\"a/b\",\"x\"]\t\t\tarray\t[1,2.5]\n"));
   EXPECT_EQ(Out("get Software/Vendor/App Count"), "42\n");
   EXPECT_EQ(Out("apply " + given_), checked);
-  // The second time everything is as wanted.
+  // The second time nothing is left to change.
   const auto written = fs::last_write_time(File());
   Out("apply " + given_ + " --check");
   EXPECT_EQ(Out("--json apply " + given_), "[]\n");
@@ -86,7 +86,7 @@ TEST_F(ApplyTest, AppliesScripts) {
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
 }
 
-// A shell command plays the editor and its user.
+// A shell command replaces the editor and its user.
 class EditTest : public ApplyTest {
  protected:
   int Edit(const std::string& editor, const std::string& key) {
@@ -124,7 +124,7 @@ TEST_F(EditTest, EditsATreeAsJson) {
   EXPECT_EQ(Out("get new n"), "5\n");
 }
 
-// The edited text is the file in the folder that the command made, whatever the path leads to.
+// The text is read from the folder that the command made, even if the path leads elsewhere by then.
 TEST_F(EditTest, ReadsNoFileOfOthers) {
   const fs::path temporary = env_.folder() / "temporary", other = env_.folder() / "other.json";
   fs::create_directory(temporary);
@@ -139,7 +139,7 @@ TEST_F(EditTest, ReadsNoFileOfOthers) {
   EXPECT_EQ(Out("get K"), "{\n  \"n\": 1\n}\n");
   fs::remove_all(temporary);
   fs::create_directory(temporary);
-  // An editor that saves under another name, then renames it, and leaves a copy of the old text.
+  // An editor that saves under another name, renames that file, and leaves a copy of the old text.
   const char* const renaming = "cp \"$1\" \"$1~\"; printf '{\"n\": 2}' >\"$1.new\"; mv \"$1.new\"";
   EXPECT_EQ(Edit(renaming, "K"), 0) << error_;
   EXPECT_EQ(Out("get K n"), "2\n");
@@ -148,7 +148,8 @@ TEST_F(EditTest, ReadsNoFileOfOthers) {
   Fails("edit K", 3, temporary.string() + "\" cannot be written: No such file");
 }
 
-// What the fuzz target change_script shows of every line of a script holds for the other commands.
+// The fuzz target change_script shows this for every line of a script; this test for the other
+// commands.
 TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
   const std::string value = R"({"n":["a \"quote\", a \\ and a break\n",18446744073709551615],)"
                             R"("r":{"$real":"nan"},"d":{"$dictionary":{"$date":"a plain text"}}})";
@@ -172,7 +173,7 @@ TEST_F(ApplyTest, TheSecondTimeChangesNothing) {
   changes_once(set + " --replace-key", set);
 }
 
-// A key is replaced by a value, or a value by a key, only on demand.
+// A key is replaced by a value, or a value by a key, only on request.
 TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
   const std::string trees[] = {"K/n\tinteger\t5\n", "K/n/in\tinteger\t1\n"};
   const std::string values[] = {"5", R"({"in":1})"};
@@ -195,7 +196,7 @@ TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
     Fails("set --json K n " + value, 6, wanted == 0 ? "is a key" : "is a value");
     Out("set --json --replace-key K n " + value);
   }
-  // A dictionary replaces another one: always in a script, by "set" only on demand.
+  // A dictionary replaces another one: always in a script, by "set" only on request.
   Fails(R"(set --json K n {"b":1})", 6, "is a key");
   WriteFile(given_, R"(set K n {"b":1})");
   Out("apply " + given_);
@@ -207,7 +208,7 @@ TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
   Fails("import --replace --replace-key " + given_ + " K/n/b/d/e", 3, "leads through a value");
 }
 
-// A copy is made of a file that is changed, and of no other; it can be taken back.
+// Only a file that is changed gets a copy; the copy can be restored.
 TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
   const auto copies = [&] {
     std::vector<std::string> names = NamesIn(File().parent_path());
@@ -240,7 +241,7 @@ TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
   EXPECT_EQ(copies().size(), 3u);
   Out("import --replace " + copy.string());
   EXPECT_EQ(Out("tree"), "K/n\tinteger\t1\n");
-  // The file behind a link is what changes. The copy has the owner of the file.
+  // For a link, its target is copied and changed. The copy has the owner of the file.
   fs::rename(File(), File().parent_path() / "real");
   fs::create_symlink("real", File());
   const bool is_root = geteuid() == 0;
@@ -253,7 +254,7 @@ TEST_F(ApplyTest, KeepsACopyOfWhatIsChanged) {
   EXPECT_TRUE(Contains(ReadFile(File().parent_path() / copies().back()), "<integer>1<"));
 }
 
-// Whatever the status, no part of a value is shown.
+// No part of a value is shown, whatever the exit status.
 TEST_F(ApplyTest, PrintsNoSecrets) {
   Out("set K n old-hush");
   const std::string secret = R"("hush\"q \\b ü\nhush")";

@@ -103,7 +103,7 @@ TEST(BrowseTextColumns, FitsHintsAndSizes) {
   for (const auto& [size, text] : sizes) EXPECT_EQ(SizeText(size), text);
 }
 
-// All of the help is on one screen of 80 by 24, and no line is cut at 40 columns.
+// The whole help fits on a screen of 80 by 24, and no line is cut at 40 columns.
 TEST(BrowseHelp, FitsOneScreen) {
   EXPECT_LE(HelpLines(79).size(), 18u);
   for (const int columns : {79, 39}) {
@@ -175,7 +175,7 @@ TEST_F(BrowseKeptChangesTest, ComeBackForTheirFileAlone) {
   EXPECT_EQ(kept[0].path, second);
 }
 
-// host/private_files.h refuses folders of others.
+// host/private_files.h refuses folders of other users.
 TEST_F(BrowseKeptChangesTest, AreNotPutWhereOthersAre) {
   int error = 0;
   ASSERT_NE(KeepChanges("/a.plist", Changes("1"), &error), "");

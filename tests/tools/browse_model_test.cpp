@@ -24,7 +24,7 @@ std::string Text(const Value& value) {
   return value ? ValueText(value) : "(none)";
 }
 
-// A line for each: the path, and the value from before, of the other process, and of the user.
+// A line for each: the path, and the old value, the other process's and the user's.
 std::string Conflicts(const Model& model) {
   std::string text;
   for (const Conflict& conflict : model.conflicts()) {
@@ -34,7 +34,7 @@ std::string Conflicts(const Model& model) {
   return text;
 }
 
-// The rows of keys as "mark depth name", one a line.
+// The rows of keys as lines of "mark depth name".
 std::string Rows(const Model& model) {
   std::string text;
   for (std::size_t row = 0; row < model.keys().size(); ++row) {
@@ -47,7 +47,7 @@ std::string Rows(const Model& model) {
   return text;
 }
 
-// What the user does who sees the present value.
+// Sets a value as a user does who sees the present one.
 std::string Set(Model& model, const Path& path, const Value& value) {
   return model.Set(path, value, model.At(path));
 }
@@ -73,7 +73,7 @@ class BrowseModelTest : public EnvironmentTest {
     model_.emplace(0, kDomain);
   }
 
-  // As another process would; the file's time always differs.
+  // Writes like another process; the file's time always differs.
   static void Write(const char16_t* key, const char16_t* name, const char16_t* value) {
     EXPECT_EQ(WritePreferenceString(0, key, name, value, kDomain), 0u);
   }
@@ -82,7 +82,7 @@ class BrowseModelTest : public EnvironmentTest {
     const CAtlString value = GetPreferenceString(0, key, name, u"(none)", &error, kDomain);
     return prefstool::ToUtf8(value);
   }
-  // The value at the path as text; "(none)" when there is none.
+  // The value at the path as text; "(none)" when it does not exist.
   std::string Shown(const Path& path) const { return Text(FindIn(model_->tree(), path)); }
 
   std::optional<Model> model_;
@@ -111,7 +111,7 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_EQ(Rows(*model_), "*/-\n*.A-\n*..B\n+..D\n*.Z\n");
   EXPECT_EQ(Stored(u"A/B", u"text"), "one");
 
-  // Refused, with nothing changed.
+  // Refused, without a change.
   EXPECT_NE(model_->Add({"A", "B"}, u"x"), "");
   EXPECT_NE(model_->Add({"A", "B", "text", "below"}, u"x"), "");
   EXPECT_NE(model_->Move({"A"}, {"A", "B", "A"}), "");
@@ -121,7 +121,7 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_NE(model_->Copy({"A"}, {"Z"}), "");
   EXPECT_EQ(model_->changes().size(), 5u);
 
-  // One by one: the removal of the key C comes back with its value.
+  // One by one: the removal of the key C is undone with its value.
   model_->Revert({"A", "C"});
   EXPECT_EQ(Shown({"A", "C", "x"}), "three");
   EXPECT_EQ(model_->changes().size(), 4u);
@@ -140,7 +140,7 @@ TEST_F(BrowseModelTest, CollectsMarksAndUndoesChanges) {
   EXPECT_EQ(model_->Redo(), "nothing to redo");
 }
 
-// The line of a value is open, or the question whether to delete it, while its value changes.
+// The value changes while its line, or the question about its deletion, is open.
 TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
   const Path path = {"A", "B", "text"};
   const Value began = model_->At(path);
@@ -149,11 +149,11 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
   EXPECT_NE(model_->Set(path, u"mine", began), "");
   EXPECT_EQ(Shown(path), "theirs");
   EXPECT_TRUE(model_->changes().empty());
-  // Still another value: the conflict shows it.
+  // A third value: the conflict shows it.
   Write(u"A/B", u"text", u"theirs again");
   model_->Refresh();
   EXPECT_EQ(Conflicts(*model_), "A/B/text: one, theirs again, mine\n");
-  // The newest wish of the user counts; a deletion is one.
+  // The user's newest value counts, also a deletion.
   EXPECT_NE(model_->Remove(path, began), "");
   EXPECT_EQ(Conflicts(*model_), "A/B/text: one, theirs again, (none)\n");
   EXPECT_EQ(model_->Settle(path, true), "");
@@ -161,7 +161,7 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
   EXPECT_EQ(Shown(path), "(none)");
   EXPECT_EQ(model_->Undo(), "undo: take mine: /A/B/text");
 
-  // Who edits the value of the other has decided; one that is the same as the other's is none.
+  // An edit of the other process's value settles the conflict; an edit to that value makes none.
   const Value second = model_->At(path);
   EXPECT_EQ(model_->Set(path, u"decided", second), "");
   EXPECT_EQ(model_->Set(path, u"decided", second), "");
@@ -169,8 +169,8 @@ TEST_F(BrowseModelTest, MakesAConflictOfAValueThatChangedWhileItWasEdited) {
   EXPECT_TRUE(model_->conflicts().empty());
 }
 
-// Undo names values, not versions of the file: it outlives the changes of others and a write, and
-// takes back what waits as a conflict.
+// Undo stores values, not versions of the file: it works after changes of others and after a write,
+// and also undoes conflicts.
 TEST_F(BrowseModelTest, UndoesWhatOthersLeftAloneAndWhatWasWritten) {
   Set(*model_, {"A", "B", "text"}, u"mine");
   Set(*model_, {"Z", "z"}, u"mine");
@@ -196,12 +196,12 @@ TEST_F(BrowseModelTest, UndoesWhatOthersLeftAloneAndWhatWasWritten) {
   EXPECT_EQ(model_->waiting(), 0u);
   EXPECT_EQ(model_->Undo(), "undo: give up all changes");
   EXPECT_EQ(Shown({"A", "B", "text"}), "one");
-  // A change of attributes is none of the file's content.
+  // A change of attributes does not change the file's content.
   fs::permissions(model_->file(), fs::perms::owner_all);
   EXPECT_FALSE(model_->Refresh());
 }
 
-// A key that comes or goes is one change and, in the list of changes, a line for each value.
+// An added or removed key is one change and, in the list of changes, a line for each value.
 TEST(BrowseChange, ShowsTheValuesOfAKeyLineByLine) {
   const Value key = Json(R"({"a":1,"b":{}})");
   const std::tuple<Value, Value, std::size_t> cases[] = {
@@ -222,7 +222,7 @@ TEST_F(BrowseModelTest, MarksEachRowForItself) {
   std::string marks, openable;
   for (const ValueRow& row : model_->values()) marks += " *+~!"[static_cast<int>(row.mark)];
   EXPECT_EQ(marks, " * +");
-  // Closed rows know whether they can be opened.
+  // Closed rows show whether they can be opened.
   for (const KeyRow& row : model_->keys()) openable += row.has_keys ? row.name + "," : "";
   EXPECT_EQ(openable, ",A,Z,list,");
   EXPECT_EQ(model_->keys().size(), 6u);
@@ -238,7 +238,7 @@ TEST_F(BrowseModelTest, MarksEachRowForItself) {
   EXPECT_TRUE(model_->SelectedPath().empty());
 }
 
-// A key comes in above, the selected one goes, and comes back.
+// A key is added above, the selected one is removed and added again.
 TEST_F(BrowseModelTest, KeepsTheSelectionByName) {
   ASSERT_TRUE(model_->Reveal({"A", "B", "text"}));
   Write(u"A/A", u"x", u"new key above");
@@ -310,7 +310,7 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
   EXPECT_EQ(Rows(model), " /-\n .A-\n ..C\n .Z-\n ..Deep\n");
   model.SelectKey(2);
   EXPECT_EQ(Names(model), " x");
-  // A change of another process comes through the filter, and one of the user, too.
+  // A change of another process passes the filter, and a change of the user, too.
   Write(u"A/C", u"y", u"also three");
   ASSERT_TRUE(model.Refresh());
   EXPECT_EQ(Names(model), " x y");
@@ -321,7 +321,7 @@ TEST_F(BrowseModelTest, ShowsOnlyWhatTheFilterFinds) {
   EXPECT_EQ(Rows(model), "*/-\n*.A-\n*..C\n");
   ASSERT_TRUE(model.Reveal({"A", "C", "D", "other"}));
   EXPECT_EQ(model.filter(), "c");
-  // A hidden row cannot be selected.
+  // To select a hidden row, the filter is removed.
   ASSERT_TRUE(model.Reveal({"Z", "z"}));
   EXPECT_EQ(model.filter(), "");
   EXPECT_EQ(model.SelectedPath(), (Path{"Z", "z"}));
@@ -359,14 +359,14 @@ TEST_F(BrowseModelTest, DeletesPickedRowsTogether) {
   EXPECT_EQ(Names(*model_).substr(0, 8), " 0 1#2 3");
   EXPECT_TRUE(model_->keys()[2].is_picked);
   EXPECT_EQ(model_->picked().size(), 4u);
-  // A row that another process removes is picked no longer.
+  // A row that another process removes is unpicked.
   DeletePreference(0, u"A/B", u"text", kDomain);
   model_->Refresh();
   EXPECT_EQ(model_->picked().size(), 3u);
   EXPECT_EQ(model_->RemoveAll(model_->picked()), "");
   EXPECT_EQ(Shown({"Z", "list"}), "[0,1,3,4,5,6,7,8,9]");
   EXPECT_EQ(Shown({"A", "B"}), "(none)");
-  // An index that means another element now is picked no longer.
+  // An index that now belongs to another element is unpicked.
   EXPECT_TRUE(model_->picked().empty());
   EXPECT_EQ(model_->Undo(), "undo: delete 3 rows");
   EXPECT_TRUE(model_->changes().empty());
@@ -379,7 +379,7 @@ TEST_F(BrowseModelTest, JumpsFromOneChangeToTheNext) {
   Remove(*model_, {"A", "C"});
   Write(u"Z", u"z", u"theirs");
   model_->Refresh();
-  // The removed key is shown as the one above it, and is not met again and again.
+  // For the removed key its parent is selected; the next jump continues after it.
   for (const auto& [step, path] :
        {std::pair(1, "A/B/text"), {1, "A"}, {1, "Z/z"}, {1, "A/B/text"}, {-1, "Z/z"}, {-1, "A"}}) {
     EXPECT_TRUE(model_->RevealChanged(step));
@@ -418,7 +418,7 @@ TEST_F(BrowseModelTest, FindsTheSamePathElsewhere) {
   EXPECT_TRUE(PlacesWith({"Z", "none"}).empty());
 }
 
-// In an array a row that comes in above gives every element behind it another index.
+// A new element in front gives every later element of an array another index.
 TEST_F(BrowseModelTest, LosesTheSelectionInAnArrayThatAnotherProcessChanges) {
   Set(*model_, {"Z", "list"}, Json(R"(["a", ["b"]])"));
   ASSERT_TRUE(model_->Apply().ok());
@@ -438,7 +438,7 @@ TEST_F(BrowseModelTest, LosesTheSelectionInAnArrayThatAnotherProcessChanges) {
   }
 }
 
-// The file changes before the next look at it, and between the last look and the writing.
+// The file changes before the next check, and between the last check and the writing.
 TEST_F(BrowseModelTest, CarriesChangesOverAndNeverOverwritesWhatOthersWrite) {
   Set(*model_, {"A", "B", "text"}, u"mine");
   Set(*model_, {"A", "B", "more"}, u"mine");
@@ -457,7 +457,7 @@ TEST_F(BrowseModelTest, CarriesChangesOverAndNeverOverwritesWhatOthersWrite) {
   EXPECT_EQ(Stored(u"A/B", u"more"), "two");
   EXPECT_EQ(Conflicts(*model_), "A/B/text: one, theirs, mine\n");
   Model other(0, kDomain);
-  other.Restore(model_->Unwritten());  // the conflict, too
+  other.Restore(model_->Unwritten());  // with the conflict
   EXPECT_EQ(Conflicts(other), Conflicts(*model_));
   EXPECT_EQ(other.waiting(), model_->waiting());
   model_->Settle({"A", "B", "text"}, false);

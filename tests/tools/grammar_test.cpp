@@ -45,7 +45,7 @@ TEST(Grammar, ReadsOptionsAnywhere) {
       EXPECT_FALSE(line.Has("--quiet") || line.Has("--scope"));
     }
   }
-  // "--json" before "set" asks for JSON, behind it for a value of JSON.
+  // "--json" before "set" asks for JSON output, after it for a JSON value.
   const Option* const global = OrvikPrefsGrammar().FindOption(nullptr, "--json");
   EXPECT_TRUE(Line({"--json", "set", "K", "n", "v"}).Has(global));
   EXPECT_FALSE(Line({"set", "K", "n", "v", "--json"}).Has(global));
@@ -72,8 +72,8 @@ TEST(Grammar, SaysWhatIsWrong) {
   for (const auto& [words, error] : kRows) EXPECT_TRUE(Contains(Line(words).error(), error));
 }
 
-// The manual knows each command with its words, options and example, each global option and each
-// status, and no command that is none.
+// The manual describes exactly the existing commands, each with its words, options and example,
+// each global option and each status.
 TEST(Grammar, TheManualKnowsEveryCommandAndOption) {
   std::string manual = ReadFile(std::string(ORVIK_SOURCE_FOLDER) + "/docs/orvikprefs.1");
   manual = std::regex_replace(manual, std::regex(R"(\\f[BIR]|^\.(BI|BR|B|TP|I|RB) |")"), "");

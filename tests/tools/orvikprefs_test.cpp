@@ -85,7 +85,7 @@ TEST_F(OrvikPrefsTest, TellsFailuresApart) {
   }
 }
 
-// Conditions hold for the text that get prints, in every type, and for other spellings of it.
+// Conditions accept the text that get prints, for every type, and other spellings of it.
 TEST_F(OrvikPrefsTest, SetsEveryTypeUnderConditions) {
   const std::tuple<std::string, std::string, std::string, std::string, std::string> kRows[] = {
       {"-q", "string", "-x", "-x", "x"},
@@ -154,7 +154,8 @@ TEST_F(OrvikPrefsTest, GetsListsAndFinds) {
             "  line\\nbreak  string  a\\tb\n");
 }
 
-// A name may hold what separates names, or acts on a terminal; what is printed can be given back.
+// Names may contain separators or control characters of terminals; the printed form can be given
+// back.
 TEST_F(OrvikPrefsTest, AcceptsThePathsThatItPrints) {
   Out(R"(set ["a/b","c\\d"] e/f v)");
   EXPECT_EQ(Out(R"(get '[ "a/b", "c\\d" ]' e/f)"), "v\n");
@@ -213,7 +214,7 @@ TEST_F(OrvikPrefsTest, SaysThatATypeChanges) {
   EXPECT_EQ(error_, "orvikprefs: \"n\" in key \"K\" was an integer and is a string now\n");
 }
 
-// A failure names what it is about: the key, the scope, the domain and the file, and what to do.
+// A failure names its object: the key, the scope, the domain and the file, and tells what to do.
 TEST_F(OrvikPrefsTest, MessagesNameTheStore) {
   const std::string where =
       " (shared scope, domain \"com.orviktech.Registry\", file \"" + File().string() + "\")\n";
@@ -243,7 +244,7 @@ TEST_F(OrvikPrefsTest, ReachesElementsOfArrays) {
   Out("set K n --json '[1,[2,3],\"x\"]'");
   const std::tuple<const char*, int, const char*> kRows[] = {
       {"get K n[0]", 0, "1\n"},
-      {"get K n[1]", 0, "literal\n"},  // a value of this very name
+      {"get K n[1]", 0, "literal\n"},  // a value of exactly this name
       {"get K n[-2][1]", 0, "3\n"},
       {"get K n[3] --default none", 0, "none\n"},
       {"set K n[-2][0] 4 --int", 0, "[1,[4,3],\"x\"]"},
@@ -348,7 +349,7 @@ TEST_F(OrvikPrefsTest, ExchangesATreeAndAPartOfIt) {
   Out("import " + given_ + " New/Key");
   Out("diff " + given_ + " New/Key --exit-code");
 
-  // A real is not the integer that equals it.
+  // A real never equals an integer.
   WriteFile(given_, R"({"Count": 42.0, "Path": {"deep": 1}})");
   EXPECT_EQ(Out("diff " + given_ + " New/Key"),
             "~\tNew/Key/Count\tinteger\t42\treal\t42.0\n"
@@ -386,7 +387,7 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   EXPECT_EQ(ReadFile(File()), broken);
   EXPECT_TRUE(Contains(Out("--json repair"), "kept_copy"));
   EXPECT_EQ(Out("get Software/Vendor/App Count"), "42\n");
-  // A file that gives nothing is left alone, too, unless the person says so.
+  // A file without anything to save is left alone, too, unless the user asks otherwise.
   WriteFile(File(), "<plist><dict>");
   Fails("repair", 9, "repair --replace");
   Out("repair -n --replace");
@@ -395,7 +396,7 @@ TEST_F(OrvikPrefsTest, NeverOverwritesADamagedFileUnasked) {
   Out("check");
 }
 
-// Whatever a store holds, a terminal shows it and does not obey it.
+// Control characters of the store are shown on a terminal but have no effect.
 TEST_F(OrvikPrefsTest, EscapesWhatWouldActOnATerminal) {
   const std::string acting = "\x1b]0;x\a\x7f\u0085\u202e\u2066\u200f", key = acting + "k";
   Out("set " + key + " " + acting + " " + acting);
@@ -488,7 +489,7 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   Out("lock --force");
   EXPECT_TRUE(Contains(Out("--json lock"), "\"free\""));
 
-  // A record of an untrusted user is named, and stays.
+  // A record of an untrusted user is named and stays.
   const fs::path file = env_.home() / "Library/Preferences/com.orviktech.Registry.lock.plist";
   Out("set K n v");
   fs::remove(file);
@@ -503,7 +504,7 @@ TEST_F(OrvikPrefsTest, ShowsAndFreesTheLock) {
   EXPECT_TRUE(fs::is_symlink(file));
 }
 
-// A change that is held up shows its process to whoever waits.
+// A change that must wait reports the process that holds the lock.
 TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
   Out("set K n v");
   const std::string lock = File().parent_path() / ".orvik.lock";
@@ -526,7 +527,7 @@ TEST_F(OrvikPrefsTest, NamesTheProcessThatHoldsTheKernelsLock) {
   EXPECT_EQ(out_, "not known\n");
 }
 
-// The main thread of a process may have as little stack as the C library gives any thread.
+// The main thread of a process may have as little stack as other threads.
 TEST_F(OrvikPrefsTest, TheDeepestTreesNeedLittleStack) {
   const auto nested = [](int depth, const char* open, const std::string& inner, const char* close) {
     return Repeated(open, depth) + inner + Repeated(close, depth);
@@ -577,7 +578,7 @@ sys.exit(watch.wait())
   EXPECT_EQ(RunCommand({"sh", "-c", unread}).status, 3);
 }
 
-// A second of waiting for standard input replaces long work.
+// A second of waiting for standard input stands for long work.
 TEST_F(OrvikPrefsTest, LongWorkShowsItsTimeOnATerminalAlone) {
   static constexpr char kScript[] = R"(
 import os, pty, subprocess, sys, time

@@ -1,4 +1,4 @@
-// orvikprefs in this process: one call a command line.
+// orvikprefs in this process: each call runs one command line.
 #pragma once
 
 #include <iomanip>
@@ -13,7 +13,7 @@ constexpr const char* kFile = "Users/Shared/Library/Preferences/com.orviktech.Re
 
 class OrvikPrefsTest : public EnvironmentTest {
  protected:
-  // The exit status of the program with the words of the line; 'quotes' keep the blanks in a word.
+  // The exit status of the program for the words of the line; 'quotes' keep the blanks in a word.
   int Prefs(const std::string& line, bool terminal = false) {
     std::vector<std::string> words = {"orvikprefs"};
     std::istringstream stream(line);

@@ -44,11 +44,12 @@ void SetValue(Transaction& transaction, const Words& words) {
   transaction.Set(words.key, words.name, words.value, words.replace);
 }
 
-// A command of scripts: which words follow its name, and what it adds to the transaction.
+// A command of scripts: the words that follow its name, and the steps that it adds to the
+// transaction.
 //
-// A line may be several steps, a condition before a change. `steps` is their number; by it a step
-// that fails leads back to its line. `condition` is what is wrong when a condition of the line's
-// own does not hold.
+// A line may become several steps, a condition before a change. `steps` is their number, by which a
+// failed step is mapped to its line. `condition` is the message if a condition of the line itself
+// is not met.
 struct Verb {
   const char* name;
   bool has_name, has_value, has_object;
@@ -104,7 +105,7 @@ constexpr std::array<Verb, 12> kVerbs = {{
      [](Transaction& transaction, const Words& words) { transaction.RequireEmptyKey(words.key); }},
 }};
 
-// Reads the words of one line; the text is the whole script, for the places of mistakes.
+// Reads the words of one line; the text is the whole script, for the positions of mistakes.
 class LineReader {
  public:
   LineReader(std::string_view text, std::size_t begin, std::size_t end, TextError* error)
@@ -156,7 +157,7 @@ class LineReader {
     return line_.substr(begin, at_ - begin);
   }
 
-  // Options are the bare words before the KEY that begin with "--".
+  // Options are bare words before the KEY that begin with "--".
   bool ReadOptions(const Verb& verb, Words& words) {
     std::vector<std::string_view> names;
     if (verb.may_replace) names.push_back(kReplaceKey);
@@ -227,7 +228,7 @@ class LineReader {
   }
 
   std::string_view whole_;
-  std::string_view line_;  // with all that comes before it
+  std::string_view line_;  // the script up to the end of the line
   std::size_t at_;
   TextError* error_;
 };
@@ -258,7 +259,8 @@ int FailScript(const Context& context, const PrefStatus& status, const std::stri
   }
 }
 
-// Where the script goes wrong; with hidden values, not why: that may quote a part of a value.
+// The place of a mistake in the script. With hidden values without the reason, which may quote a
+// value.
 std::string MistakeIn(const Context& context, const TextError& mistake) {
   if (!context.hide_values) return mistake.Message();
   TextError place = mistake;
@@ -268,8 +270,8 @@ std::string MistakeIn(const Context& context, const TextError& mistake) {
 
 }  // namespace
 
-// A line ends at its line feed, also inside a string or a bracket: a value stands on one line. A
-// carriage return is a blank.
+// A line ends at its line feed, even inside a string or a bracket: a value must be on one line. A
+// carriage return counts as a blank.
 bool ChangeScript::Read(std::string_view text, Transaction& transaction, TextError* error) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   std::size_t number = 0;

@@ -6,11 +6,11 @@ namespace {
 
 using Count = Positional::Count;
 
-// A row of words or options is shared by the commands that mean the same by it. Texts of help are
-// phrases that follow the name, without a full stop; an example is a line that a test runs.
+// Commands share a row of words or options if it has the same meaning for them. Texts of help are
+// phrases after the name, without a full stop; an example is a line that a test runs.
 
-// The options of every command. One of a command's own with the same name hides the one here behind
-// the command's word (set --json).
+// The options of every command. An option of a command with the same name hides the one here after
+// the command's name (set --json).
 constexpr Option kGlobals[] = {
     {"--help", 'h', Word::kFlag, "", "print help; after a command, its help"},
     {"--version", 0, Word::kFlag, "", "print the version"},

@@ -9,8 +9,8 @@ namespace orvik::prefstool {
 
 namespace {
 
-// Collects what begins with the unfinished word. What cannot be typed is left out: a text whose
-// escaped form differs in more than doubled backslashes.
+// Collects the words that begin with the unfinished word. Words that cannot be typed are left out:
+// those whose escaped form differs in more than doubled backslashes.
 class Candidates {
  public:
   explicit Candidates(std::string word) : word_(std::move(word)) {}
@@ -69,7 +69,7 @@ void OfferOptions(const CommandLine& line, Candidates& candidates) {
       line.command() != nullptr ? line.command()->options : std::span<const Option>();
   for (const std::span<const Option> table : {OrvikPrefsGrammar().globals, own}) {
     for (const Option& option : table) {
-      // One of the command hides a global one of its name.
+      // An option of the command hides a global one of the same name.
       const Option* const found = OrvikPrefsGrammar().FindOption(line.command(), option.name);
       if (found == &option) candidates.Offer(option.name);
     }
@@ -107,7 +107,7 @@ bool OfferWords(const Context& context, Word kind, const CommandLine& line,
 
 }  // namespace
 
-// The words name the store to look into, as they would when the line is carried out.
+// The store is the one that the words would use when the line is run.
 int Complete(const Context& context, const CommandLine& line) {
   std::vector<std::string> words = line.arguments();
   const std::string last = words.empty() ? "" : words.back();
@@ -138,7 +138,7 @@ int Complete(const Context& context, const CommandLine& line) {
   } else if (given.command() == nullptr) {
     OfferWords(store, Word::kCommand, given, candidates);
   } else if (const Positional* const next = given.NextPositional(); next != nullptr) {
-    // The words behind KEY and NAME are of the other store, if the line names one.
+    // The words after KEY and NAME belong to the other store, if the line names one.
     files = OfferWords(given.count() < 2 ? store : target, next->word, given, candidates);
   }
   context.Item(files ? "files" : "words");

@@ -18,16 +18,16 @@ namespace orvik::prefstool {
 
 namespace {
 
-// The end of the message about a lock that was not obtained. Asked for after the wait: the holder
-// may have gone by then.
+// The end of the message about a lock that was not obtained. Looked up after the wait: the holder
+// may be gone by then.
 std::string WhoHoldsTheLock(const Context& context) {
   const LockHolder holder = FindHolder(context);
   if (holder.is_unknown()) return " (who holds it is not known: no permission)";
   return holder.is_held() ? ": " + Describe(holder) : " (it is free now)";
 }
 
-// The exit status of a failure, for a reader and for a writer, and what to do about it. Failures
-// without a row are "not saved".
+// The exit status of a failure, for a reader and for a writer, and a remedy. Failures without a row
+// are "not saved".
 struct FailureRow {
   PrefError error;
   ExitStatus reading, writing;
@@ -94,8 +94,8 @@ int Context::Fail(ExitStatus status, const std::string& text) const {
   return status;
 }
 
-// One line: the command's object, the reason, advice, and the scope, domain and file that it is
-// about.
+// One line: the object of the command, the reason, advice, and the scope, domain and file
+// concerned.
 int Context::Fail(const PrefStatus& status, const std::string& what, bool writing,
                   const std::string& advice) const {
   if (status.ok()) return kDone;
@@ -137,7 +137,7 @@ int Context::FailFile(const std::string& file, int reason, bool writing) const {
                           std::strerror(reason));
 }
 
-// Silence means success in scripts, so that only a terminal is told.
+// In scripts, silence means success; so only a terminal gets confirmations.
 void Context::Confirm(const std::string& text) const {
   if (terminal && !quiet && !json) *out << text << '\n';
 }
@@ -147,8 +147,8 @@ std::string Context::Coloured(std::string_view text, const char* code) const {
   return std::string("\x1b[") + code + "m" + std::string(text) + "\x1b[0m";
 }
 
-// With --null each field ends with a NUL and is written as it is. Otherwise fields are separated by
-// tabs and escaped, but for the path, which is escaped by its own rule already.
+// With --null each field is written unchanged and ends with a NUL. Otherwise fields are separated
+// by tabs and escaped, except the path, which has already been escaped by its own rule.
 void Context::Record(const std::vector<std::string>& fields, std::size_t path) const {
   for (size_t i = 0; i < fields.size(); ++i) {
     if (null_separated && !terminal) {
@@ -168,8 +168,8 @@ void Context::Item(const std::string& text) const {
   }
 }
 
-// The thread sleeps until its second is over or the work is, whichever comes first; short work pays
-// for its start alone.
+// The thread sleeps until the first second is over or the work ends; for short work only the start
+// of the thread costs time.
 Progress::Progress(const Context& context, const char* what) : what_(what) {
   if (isatty(STDERR_FILENO) != 0 && !context.quiet) thread_ = std::thread([this] { Show(); });
 }
@@ -184,8 +184,8 @@ Progress::~Progress() {
   thread_.join();
 }
 
-// Shows nothing in the first second, then the seconds four times in each. Clears its line in the
-// end.
+// Shows nothing in the first second, then the elapsed seconds, four times a second. Clears its line
+// at the end.
 void Progress::Show() {
   using std::chrono::milliseconds;
   std::unique_lock<std::mutex> lock(mutex_);
@@ -193,7 +193,7 @@ void Progress::Show() {
   for (int quarters = 4;
        !end_.wait_for(lock, milliseconds(quarters == 4 ? 1000 : 250), [this] { return ended_; });
        ++quarters) {
-    // One write, so that nothing of it mixes with other lines.
+    // One write, so that the line does not mix with others.
     line = "\r" + what_ + ", " + std::to_string(quarters / 4) + " s";
     if (host::WriteAll(STDERR_FILENO, line) != 0) return;
   }

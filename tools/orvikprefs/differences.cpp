@@ -26,8 +26,8 @@ void AddChange(Transaction& transaction, const KeyPath& key, const CAtlString& n
   }
 }
 
-// One step of the transaction for each difference, so that entries which another process changes
-// meanwhile are kept where the trees agree. A key on one side alone is one step.
+// One step of the transaction for each difference, so that changes of another process elsewhere in
+// the tree are kept. A key on only one side is one step.
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& before,
                     const Value& after) {
   std::vector<CAtlString> above;
@@ -41,7 +41,7 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& b
   }
 }
 
-// With kYes a value of the key's name is replaced as well; the top of a domain always is a key.
+// With kYes a value of the key's name is replaced, too; the top of a domain is always a key.
 void ReplaceKey(Transaction& transaction, const KeyPath& key, const Value& entries,
                 ReplaceKeys replace) {
   if (replace == ReplaceKeys::kYes && !key.empty()) {
@@ -67,7 +67,7 @@ const KindOfDifference& KindOf(const Difference& difference) {
 
 }  // namespace
 
-// For people: control characters are shown by their codes.
+// For people: control characters are escaped.
 std::string TypeAndValue(const Value& value, bool hide_value) {
   if (!value) return "(nothing)";
   const std::string type = TypeName(value);
@@ -83,9 +83,9 @@ std::string LineFor(const Difference& difference, bool hide_values) {
   return line + TypeAndValue(difference.after ? difference.after : difference.before, hide_values);
 }
 
-// As JSON; in colours on a terminal; else as fields, the type and the value of both sides. With
-// hidden values the types are still shown. `backup` (null: the command makes none) makes the JSON
-// form an object with the changes and the name of the backup.
+// As JSON; in colours on a terminal; else as fields: the type and the value of both sides. With
+// hidden values the types are still shown. If `backup` is not null, the JSON form is an object with
+// the changes and the name of the backup.
 void PrintDifferences(const Context& context, const std::vector<Difference>& differences,
                       const std::string* backup) {
   if (context.json) {

@@ -1,6 +1,6 @@
 // Differences between two dictionaries: finding, writing and printing them, and turning them into
-// changes of a transaction. Equal means plist::Value's equality: an integer is not the real that
-// equals it. What differs, and in what order, says plist/differences.h.
+// changes of a transaction. Equality is that of plist::Value: an integer never equals a real.
+// plist/differences.h defines the differences and their order.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@
 
 namespace orvik::prefstool {
 
-// plist::Difference with the path as the tool shows it.
+// plist::Difference with a path in the tool's form.
 struct Difference {
   Path path;
   Value before;  // no value: added
@@ -24,12 +24,12 @@ struct Difference {
   Kind kind() const { return !before ? Kind::kAdded : !after ? Kind::kRemoved : Kind::kChanged; }
 };
 
-// Returns what plist::FindDifferences finds, with `path` before every path.
+// Returns the result of plist::FindDifferences, with `path` before every path.
 std::vector<Difference> Differences(const Value& before, const Value& after, const Path& path = {},
                                     plist::OneSidedKeys one_sided = plist::OneSidedKeys::kByValue);
 
-// Adds to the transaction the one change that gives the name in the key the value, or removes it
-// for no value.
+// Adds to the transaction one change: sets the name in the key to the value, or removes it for no
+// value.
 void AddChange(Transaction& transaction, const KeyPath& key, const CAtlString& name,
                const Value& value);
 
@@ -38,8 +38,8 @@ void AddChange(Transaction& transaction, const KeyPath& key, const CAtlString& n
 void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& before,
                     const Value& after);
 
-// The key then holds these entries and no others. With kYes a value of the key's name is replaced,
-// too; else, and for a value further up, the transaction fails with kNotAKey.
+// Makes these entries the only content of the key. With kYes a value of the key's name is replaced,
+// too; otherwise, and for a value above the key, the transaction fails with kNotAKey.
 void ReplaceKey(Transaction& transaction, const KeyPath& key, const Value& entries,
                 ReplaceKeys replace);
 
@@ -51,13 +51,13 @@ std::string TypeAndValue(const Value& value, bool hide_value = false);
 std::string LineFor(const Difference& difference, bool hide_values = false);
 
 // Prints a line for each difference: the sign, the path, types and values. JSON is one array. With
-// Context::hide_values the values are left out.
-// With `backup` JSON is {"changes": [...], "backup": "..."}, without the name when it is "".
+// Context::hide_values the values are left out. With `backup` JSON is {"changes": [...], "backup":
+// "..."}, without the name when it is "".
 void PrintDifferences(const Context& context, const std::vector<Difference>& differences,
                       const std::string* backup = nullptr);
 
 // Writes {"change": "added", "path": [...], "before": ..., "after": ...}; "change" is "added",
-// "removed" or "changed". A side without a value is left out, with `hide_values` both are.
+// "removed" or "changed". A missing side is left out, with `hide_values` both sides.
 void WriteDifference(JsonWriter& writer, const Difference& difference, bool hide_values = false);
 
 }  // namespace orvik::prefstool

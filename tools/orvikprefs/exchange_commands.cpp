@@ -17,8 +17,8 @@ namespace orvik::prefstool {
 
 namespace {
 
-// An object of JSON could pass for the old text form of a property list, which may begin with a
-// brace, too. Only in JSON a quote follows the brace, or the closing one.
+// A JSON object could be mistaken for the old text form of a property list, which may also begin
+// with a brace. Only in JSON a quote or a closing brace follows it.
 bool LooksLikeJson(std::string_view bytes) {
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
   const auto next = [&] {
@@ -33,9 +33,9 @@ bool LooksLikeJson(std::string_view bytes) {
   return second == '"' || second == '}';
 }
 
-// The property list that the bytes hold in any of its forms: JSON if it looks so, else XML, binary
-// or the old text form. What looks like JSON and is not may still be the old text form; no value,
-// with the reason, for none.
+// The property list in the bytes, in any form: JSON if it looks like JSON, else XML, binary or the
+// old text form. Invalid JSON may still be the old text form. For invalid bytes no value, and the
+// reason.
 Value ReadAnyForm(std::string bytes, std::string& reason) {
   const bool looks_like_json = LooksLikeJson(bytes);
   TextError error;
@@ -50,7 +50,7 @@ Value ReadAnyForm(std::string bytes, std::string& reason) {
   return std::move(reading.root);
 }
 
-// The dictionary that a file of either form holds; no value after a message, with the exit status.
+// The dictionary in a file of any form; otherwise no value, a message and the exit status.
 Value ReadDictionary(const Context& context, const std::string& file, int& status) {
   std::string bytes;
   if (const int error = ReadWhole(file, bytes); error != 0) {
@@ -65,8 +65,8 @@ Value ReadDictionary(const Context& context, const std::string& file, int& statu
   return {};
 }
 
-// On a terminal no character of the store's may act; XML can name every one of them by its number,
-// so that the list which is shown reads as the same list.
+// On a terminal control characters of the store must not act. XML can write each of them as a
+// number, so that the list shown is still the same list.
 std::string HarmlessXml(const std::string& xml) {
   std::string shown;
   for (std::size_t i = 0; i < xml.size();) {
@@ -96,15 +96,15 @@ bool WantsToGoOn(const Context& context) {
          (answer.empty() || answer[0] == 'y' || answer[0] == 'Y');
 }
 
-// Leaves a text that could not be used to the user: hours of work may be in it.
+// Keeps a text that could not be used: hours of work may be in it.
 void KeepText(const Context& context, PrivateFile& file) {
   file.Preserve();
   context.Fail(kNotSaved, "nothing changed; the text is kept in " + Quoted(file.path()));
 }
 
-// The edited dictionary; no value after a message, with the exit status. A text with a mistake is
-// shown with its line, and may be edited again on a terminal; otherwise it is kept, as any text
-// other than `before` is.
+// The edited dictionary; otherwise no value, a message and the exit status. For a text with a
+// mistake the line is shown, and the user may edit again on a terminal; otherwise it is kept, like
+// every text other than `before`.
 Value EditedText(const Context& context, const std::string& before, PrivateFile& file,
                  int& status) {
   const std::string editor = Editor();
@@ -229,7 +229,7 @@ int Edit(const Context& context, const CommandLine& line) {
   const Value edited = EditedText(context, before, file, status);
   if (!edited) return status;
 
-  // Against what JSON shows of the old values, so that those that were not touched stay to the bit.
+  // Compares with the JSON form of the old values, so that untouched values stay to the bit.
   TextError error;
   const Value shown = ReadJson(before, &error);
   Transaction transaction = context.Change();

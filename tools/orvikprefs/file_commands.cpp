@@ -11,8 +11,8 @@ namespace orvik::prefstool {
 
 namespace {
 
-// One word for scripts. A list whose root is not a dictionary counts as damaged, because no entry
-// can be read from it.
+// One word for scripts. A list whose root is not a dictionary counts as damaged, because it has no
+// entries.
 std::string StateOf(const PrefStatus& status) {
   if (status.ok()) return "sound";
   if (status.error == PrefError::kNotFound) return "absent";
@@ -32,8 +32,8 @@ void WriteLosses(JsonWriter& form, const PrefRepair& repair) {
   form.EndArray();
 }
 
-// In the form of compilers, so that editors find the place: file, line and column, or the byte of a
-// binary list.
+// In the form of compiler messages, so that editors find the place: file, line and column, or the
+// byte in a binary list.
 void PrintLosses(const Context& context, const std::string& file, const PrefRepair& repair) {
   for (const PrefLoss& loss : repair.losses) {
     *context.error << Escaped(file) << ':';
@@ -54,7 +54,7 @@ void PrintLosses(const Context& context, const std::string& file, const PrefRepa
 
 }  // namespace
 
-// Never fails: a file that cannot be read or written is a row that says so.
+// Never fails: an unreadable or read-only file is reported in its row.
 int Where(const Context& context, const CommandLine& /*line*/) {
   JsonWriter rows;
   rows.BeginArray();
@@ -94,7 +94,7 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
   return found.error == 0 ? kDone : context.FailFile(found.unreadable, found.error, false);
 }
 
-// In the JSON form the state stands in the output and in the exit status.
+// In the JSON form the output and the exit status tell the state.
 int Check(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const PrefCheck check = CheckDomain(context.scope, context.domain);
@@ -113,8 +113,8 @@ int Check(const Context& context, const CommandLine& /*line*/) {
   return kDone;
 }
 
-// Losses are printed also when nothing can be saved: they say why. A dry run with --replace would
-// succeed where the run with it does.
+// Losses are printed even if nothing can be saved, because they tell the reason. A dry run with
+// --replace succeeds, as the run without --dry-run would.
 int Repair(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const bool dry_run = line.Has("--dry-run"), replaces = line.Has("--replace");
@@ -122,7 +122,7 @@ int Repair(const Context& context, const CommandLine& line) {
                               : replaces ? PrefRepairMode::kReplace
                                          : PrefRepairMode::kSave;
   PrefRepair repair = RepairDomain(context.scope, context.domain, context.lock_wait, mode);
-  // A list of another kind has no entries, either.
+  // A list of another kind has no entries to save, either.
   if (repair.status.error == PrefError::kRootNotDictionary) {
     repair.status = {PrefError::kNothingSaved};
   }

@@ -40,8 +40,8 @@ int ReadStream(std::FILE* stream, std::string& bytes) {
   return std::ferror(stream) != 0 ? errno : 0;
 }
 
-// Copies the file to a free name beside it, which `copy` receives; "" for a file that is missing.
-// Of a link the file that it leads to is copied: that is the one that a change replaces.
+// Copies the file to an unused name beside it, which `copy` receives; "" for a missing file. For a
+// link its target is copied, because a change replaces the target.
 int CopyBeside(const std::string& file, std::string* copy) {
   const host::FilePlace place = host::FindPlace(file, host::Links::kTrusted);
   *copy = place ? place.path : place.obstacle;
@@ -68,7 +68,7 @@ int CopyBeside(const std::string& file, std::string* copy) {
   return 0;
 }
 
-constexpr char kEditedName[] = "orvikprefs.json";  // editors choose their mode by the ending
+constexpr char kEditedName[] = "orvikprefs.json";  // editors choose their mode by the suffix
 
 }  // namespace
 
@@ -102,8 +102,8 @@ int WriteWhole(const Context& context, const std::string& file, const std::strin
 }
 
 DomainFiles DomainsOf(int scope) {
-  // Any domain has its file in the folder of all; scopes with a dot before the domain keep it. A
-  // domain with a "/" in its name has its file in a folder below.
+  // The file of a domain is in the scope's folder; some scopes put a dot before the domain. A
+  // domain with "/" in its name has its file in a subfolder.
   constexpr std::string_view kEnding = ".plist", kLockEnding = ".lock.plist";
   const fs::path some = PreferenceFilePath(scope, CAtlString(u"x"));
   const std::string_view dot = some.filename().native().starts_with('.') ? "." : "";
@@ -147,7 +147,7 @@ DomainFiles DomainsOf(int scope) {
       error = walk.Leave();
     }
   }
-  // The walk ends where the way back is gone: the rest is not listed.
+  // If the walk cannot return to a parent folder, it ends; the rest is not listed.
   note(error == ENOENT ? ESTALE : error, top);
   std::sort(found.list.begin(), found.list.end(),
             [](const DomainFile& one, const DomainFile& other) { return one.name < other.name; });
@@ -161,7 +161,7 @@ Carried CarryOut(const Context& context, Transaction& transaction, bool backs_up
   host::FileIdentity copied;
   if (backs_up && !rehearses) {
     transaction.RequireThat(u"", u"", [&](const plist::Value&) {
-      // Asked again, the file has changed meanwhile.
+      // On a second call the file has changed meanwhile.
       if (!carried.backup.empty()) host::RemoveFile(carried.backup, host::Obstacles::kRespect);
       error = CopyBeside(file, &carried.backup);
       copied = host::IdentityOf(file);
@@ -218,7 +218,7 @@ std::string Editor() {
 bool RunEditor(const std::string& editor, const std::string& file) {
   std::string quoted;
   for (const char byte : file) quoted += byte == '\'' ? std::string("'\\''") : std::string(1, byte);
-  // As "$1", so that editors that are whole command lines may put it where they like.
+  // As "$1", so that an editor that is a whole command line can place it anywhere.
   return std::system(("set -- '" + quoted + "'; " + editor + " \"$1\"").c_str()) == 0;
 }
 

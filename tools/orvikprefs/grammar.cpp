@@ -21,13 +21,13 @@ const Row* FindRow(std::span<const Row> rows, const auto& matches) {
   return found == rows.end() ? nullptr : &*found;
 }
 
-// An option of the command hides a global one of its name.
+// An option of the command hides a global one of the same name.
 const Option* FindOptionIf(const Grammar& grammar, const Command* command, const auto& matches) {
   const Option* const own = command != nullptr ? FindRow(command->options, matches) : nullptr;
   return own != nullptr ? own : FindRow(grammar.globals, matches);
 }
 
-// "is not a format: xml, json or binary"; "" for one of the words.
+// "is not a format: xml, json or binary"; "" if the word is one of the words.
 std::string NotOneOf(std::span<const char* const> words, std::string_view word, const char* what) {
   std::string mistake = std::string("is not ") + what + ":";
   for (const char* const& known : words) {
@@ -38,7 +38,7 @@ std::string NotOneOf(std::span<const char* const> words, std::string_view word, 
   return mistake;
 }
 
-// The mistake in a word, as the end of a sentence; "" for none.
+// The mistake in a word, as the end of a sentence, or "".
 std::string MistakeIn(Word kind, const std::string& word) {
   switch (kind) {
     case Word::kScope:
@@ -67,7 +67,7 @@ std::string MistakeIn(Word kind, const std::string& word) {
   }
 }
 
-// The fewest letters to change, add or remove that make one word of the other.
+// The smallest number of letters to change, add or remove that turns one word into the other.
 std::size_t EditDistance(std::string_view one, std::string_view other) {
   std::vector<std::size_t> row(other.size() + 1);
   std::iota(row.begin(), row.end(), 0u);
@@ -121,7 +121,7 @@ std::optional<int> ScopeOf(std::string_view name) {
   return std::nullopt;
 }
 
-// Scopes 2, 3 and 5 have the names of those that they stand for.
+// Scopes 2, 3 and 5 have the names of their effective scopes.
 const char* NameOfScope(int scope) {
   const auto* const row = FindRow(kNamedScopes, [scope](const ScopeName& named) {
     return named.scope == EffectiveDomain(scope, u"").scope;
@@ -142,13 +142,13 @@ const Option* Grammar::FindOption(const Command* command, char letter) const {
                       [&](const Option& option) { return letter == option.letter; });
 }
 
-// The nearest name, for the end of a message: one that the word begins, or one with few letters
-// changed (a third of them and one more). "" when none is near.
+// The nearest name, for the end of a message: a name that begins with the word, or one with few
+// letters changed (a third of them plus one). "" when none is near.
 std::string DidYouMean(std::string_view word, std::span<const std::string_view> names) {
   constexpr std::size_t kLongest = 32;
   if (word.size() > kLongest) return "";
   std::string_view nearest;
-  std::size_t least = 2 + word.size() / 3;  // a greater distance is another word
+  std::size_t least = 2 + word.size() / 3;  // a greater distance means another word
   for (const std::string_view name : names) {
     const bool begins = word.size() >= 2 && name.starts_with(word) && word != "--";
     const std::size_t distance = begins ? 0 : EditDistance(word, name);
@@ -184,15 +184,15 @@ CommandLine::CommandLine(const Grammar& grammar, std::span<const std::string> wo
   CheckEnd();
 }
 
-// A text that is still missing when the line ends: scripts pass any value there.
+// The last word, when only a required text is missing: scripts pass any value there.
 bool CommandLine::IsLastText(std::span<const std::string> words, const std::string& word) const {
   const Positional* const next = NextPositional();
   return &word == &words.back() && !word.starts_with("--") && count() > 0 && next != nullptr &&
          next->word == Word::kText && next->count == Positional::Count::kOne;
 }
 
-// "--name", "--name=value" or "--name value". Names are not shortened: a later version could make a
-// short form mean two options.
+// "--name", "--name=value" or "--name value". Names cannot be abbreviated: a later version could
+// make an abbreviation ambiguous.
 void CommandLine::ParseOption(const Grammar& grammar, std::string_view word) {
   const std::size_t equals = word.find('=');
   const std::string_view name = word.substr(0, equals);
@@ -217,8 +217,8 @@ std::string CommandLine::OfCommand() const {
   return command_ != nullptr ? std::string(" of ") + command_->name : std::string();
 }
 
-// "-abc" are three flags. The first letter that takes a value has the rest of the word as its
-// value, or the next word.
+// "-abc" are three flags. For the first letter that takes a value, the rest of the word is the
+// value, or the next word if there is no rest.
 void CommandLine::ParseLetters(const Grammar& grammar, std::string_view letters) {
   for (std::size_t i = 0; i < letters.size(); ++i) {
     const Option* const option = grammar.FindOption(command_, letters[i]);
@@ -237,7 +237,7 @@ void CommandLine::ParseLetters(const Grammar& grammar, std::string_view letters)
   }
 }
 
-// The first word is the command, the others fill its positionals in turn.
+// The first word is the command, the others are its positional words.
 void CommandLine::ParsePositional(const Grammar& grammar, const std::string& word) {
   if (command_ == nullptr) {
     command_ = grammar.Find(word);
@@ -264,7 +264,7 @@ void CommandLine::Add(const Option& option, std::string value) {
   options_.emplace_back(&option, std::move(value));
 }
 
-// The last positional of a command may take many words; null when no word is left for any.
+// The last positional of a command may take many words; null when no more words are allowed.
 const Positional* CommandLine::NextPositional() const {
   if (command_ == nullptr || command_->positionals.empty()) return nullptr;
   const auto rows = command_->positionals;
@@ -272,7 +272,7 @@ const Positional* CommandLine::NextPositional() const {
   return rows.back().count == Positional::Count::kMany ? &rows.back() : nullptr;
 }
 
-// With --help and --version nothing else need be complete.
+// With --help and --version the rest of the line may be incomplete.
 void CommandLine::CheckEnd() {
   if (Has("--help") || Has("--version")) return;
   if (pending_ != nullptr) {
@@ -290,7 +290,7 @@ void CommandLine::Fail(const std::string& error) {
   if (error_.empty()) error_ = error;
 }
 
-// The last one counts when an option is given several times, as in other programs.
+// If an option is given several times the last one counts, as in other programs.
 const std::string* CommandLine::Find(std::string_view option) const {
   for (auto row = options_.rbegin(); row != options_.rend(); ++row) {
     if (option == row->first->name) return &row->second;

@@ -21,16 +21,16 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 // A dictionary in a wrapper is two objects of JSON.
 constexpr std::size_t kMaximumNesting = 2 * plist::kMaximumDepth + 2;
 
-// RFC 8259, straight into property lists: no tree of JSON is made first.
+// RFC 8259, directly into property lists, without a tree of JSON in between.
 //
-// A text of n bytes takes time and memory in proportion to n, however deep it is nested: open
-// containers stand on a stack of the reader's own. The first fault ends the reading; its place is
-// the byte at which it shows, or the beginning of the string, number or wrapper that is at fault.
+// A text of n bytes takes time and memory proportional to n, however deep it is nested: open
+// containers are on the reader's own stack. The first fault ends the reading; its position is the
+// byte where it is detected, or the beginning of the faulty string, number or wrapper.
 class Reader {
  public:
   explicit Reader(std::string_view text, std::size_t at) : text_(text), at_(at) {}
 
-  // Containers that are open stand on a stack of their own, not on the thread's.
+  // Open containers are on a stack of the reader, not on the thread's.
   Value ReadValue() {
     for (;;) {
       SkipBlanks();
@@ -47,7 +47,7 @@ class Reader {
         reading.value = ReadLeaf();
         if (!reading.value) return {};
       }
-      // The value may end the container that it is in, which may end the one around it.
+      // The value may be the last of its container, which may be the last of its own container.
       for (;;) {
         const bool is_content = !open_.empty() && open_.back().wraps;
         if (!reading.value && !is_content) return Fail(std::move(reading.fault));
@@ -77,19 +77,19 @@ class Reader {
     std::string way;  // names and indices that lead to it
   };
 
-  // What every reading part returns after a fault.
+  // The result of every reading function after a fault.
   struct Failed {
     operator Value() const { return {}; }
     operator bool() const { return false; }
   };
-  // Keeps the first fault alone: later ones follow from it.
+  // Keeps only the first fault: later ones follow from it.
   Failed Fail(Fault fault) {
     if (fault_.reason.empty()) fault_ = std::move(fault);
     return {};
   }
   Failed Fail(const std::string& reason, std::size_t at) { return Fail(Fault{reason, at, ""}); }
   Failed Fail(const std::string& reason) { return Fail(reason, at_); }
-  // Fails on JSON that is not a property list.
+  // Fails for JSON that cannot be a property list.
   Failed Refuse(const std::string& reason, std::size_t at) {
     return Fail(FaultBelow(open_.size(), reason, at));
   }
@@ -102,20 +102,20 @@ class Reader {
   }
 
  private:
-  // A complete value. An object with the name of a wrapper alone is a wrapper, except as the
-  // content of "$dictionary": there it is a plain dictionary. Which one it is shows only when
-  // everything around it has been read, so both are kept until then.
+  // A complete value. An object with only the name of a wrapper is a wrapper, except as the content
+  // of "$dictionary": there it is a plain dictionary. Which of the two it is, is known only when
+  // the objects around it have been read, so both are kept until then.
   struct Reading {
     Value value;  // none for a fault
-    Value plain;  // the object as a dictionary; none for a fault, and for anything else
-    Fault fault;  // of one of the two
+    Value plain;  // the object as a dictionary; none for a fault or another type
+    Fault fault;  // the fault of one of the two
   };
 
   struct Container {
     bool is_array = false;
     std::size_t begin = 0;
     Value value;                     // the array, or the members of the object
-    Value name;                      // of the member that is read
+    Value name;                      // of the current member
     bool wraps = false;              // whether that name is "$dictionary"
     std::string only_name;           // of the first member
     std::optional<Reading> content;  // of the member "$dictionary"
@@ -164,7 +164,7 @@ class Reader {
     return reading;
   }
 
-  // The fault, with the way to the container at this depth.
+  // The fault, with the path to the container at this depth.
   Fault FaultBelow(std::size_t depth, const std::string& reason, std::size_t at) const {
     std::string way;
     for (std::size_t i = 0; i < depth; ++i) {
@@ -179,7 +179,7 @@ class Reader {
     return FaultBelow(open_.size(), '"' + wrapper.only_name + '"' + reason, wrapper.begin);
   }
 
-  // Past the character, after blanks.
+  // Skips blanks, then the character if it is the expected one.
   bool Accept(char expected) {
     SkipBlanks();
     if (at_ == text_.size() || text_[at_] != expected) return false;
@@ -210,7 +210,7 @@ class Reader {
     }
   }
 
-  // The name of the next member, and the colon.
+  // Reads the name of the next member, and the colon.
   bool ReadName() {
     Container& container = open_.back();
     SkipBlanks();
@@ -231,7 +231,7 @@ class Reader {
     return true;
   }
 
-  // The value of a wrapper other than "$dictionary"; none, with the fault.
+  // The value of a wrapper other than "$dictionary"; none, and the fault, when it is malformed.
   Value Unwrapped(const Container& wrapper, Fault* fault) const {
     const Value content = *wrapper.value.Find(plist::Text::Ascii(wrapper.only_name));
     if (!content.is_string()) {
@@ -341,7 +341,7 @@ class Reader {
 
   std::string_view text_;
   std::size_t at_;
-  std::vector<Container> open_;  // the innermost last
+  std::vector<Container> open_;  // the innermost one is last
   int deepest_ = 0;
   std::string last_string_;
   Fault fault_;

@@ -21,12 +21,12 @@ constexpr std::array<bool, 256> PlainBytes() {
   for (std::size_t byte = 0x20; byte < 0x7F; ++byte) plain[byte] = byte != '"' && byte != '\\';
   return plain;
 }
-// The bytes that stand in a string as they are. Those beyond ASCII may begin a control character.
+// The bytes that are unchanged in a string. Bytes beyond ASCII may begin a control character.
 constexpr std::array<bool, 256> kPlain = PlainBytes();
 
-// The length of the part of the text from `at` on that needs no look at single characters. Eight
-// bytes are tested at once: a byte below 0x20, a quote, a backslash or one from 0x7F on sets its
-// highest bit, and so may a byte above such a one.
+// The length of the text from the start that needs no check of single characters. Eight bytes are
+// tested at once: a byte below 0x20, a quote, a backslash or a byte from 0x7F sets its highest bit;
+// a byte above such a one may also be set.
 std::size_t PlainEnd(std::string_view utf8, std::size_t at) {
   constexpr std::uint64_t kOnes = 0x0101010101010101, kHighBits = 0x80 * kOnes;
   const auto equals = [](std::uint64_t word, std::uint64_t byte) {
@@ -45,9 +45,9 @@ std::size_t PlainEnd(std::string_view utf8, std::size_t at) {
 
 // Writes the values that a walk, or a reader of XML, sends.
 //
-// A dictionary with one entry may need a wrapper around it, which shows only with its key: its
-// brace is written then. The count is known from values; XML that is sent unread has no count, so
-// it is taken only if no name in it can be a wrapper's.
+// A dictionary with one entry may need a wrapper around it. That is known only with its key, so the
+// brace is written then. A walk over values sends the count of entries; unparsed XML has no count,
+// so it is accepted only if it cannot contain a wrapper's name.
 class JsonSink final : public plist::Sink {
  public:
   explicit JsonSink(JsonWriter& writer) : writer_(writer) {}
@@ -72,7 +72,7 @@ class JsonSink final : public plist::Sink {
     open_.push_back(Open::kArray);
     return true;
   }
-  // A walk over values knows the count.
+  // `count` is the number of entries in a walk over values.
   bool OpenDictionary(std::size_t count) override {
     open_.push_back(Open::kDictionary);
     is_single_ = count == 1;
@@ -103,8 +103,8 @@ class JsonSink final : public plist::Sink {
     return true;
   }
 
-  // Entries come straight from the text if all below are in order and none can be that of a
-  // wrapper.
+  // Entries are converted directly from the text if all below are in order and none can have a
+  // wrapper's name.
   plist::Taking Dictionary(const plist::XmlDictionary& dictionary) override {
     if (sends_xml_ || !dictionary.in_order() || MayHaveWrappers(dictionary.whole_text())) {
       return plist::Taking::kWantsEntries;
@@ -127,7 +127,7 @@ class JsonSink final : public plist::Sink {
     return true;
   }
 
-  // The names of wrappers begin with a dollar sign, which a reference could spell.
+  // The names of wrappers begin with a dollar sign, which may be written as a reference.
   bool MayHaveWrappers(std::string_view xml) {
     if (std::exchange(searched_, xml.data()) != xml.data()) {
       has_dollar_ =
@@ -145,7 +145,7 @@ class JsonSink final : public plist::Sink {
 
   JsonWriter& writer_;
   std::vector<Open> open_;
-  bool is_single_ = false;  // the dictionary opened last, which has one entry, waits for its key
+  bool is_single_ = false;  // the last opened dictionary has one entry and waits for its key
   bool sends_xml_ = false;
   const char* searched_ = nullptr;
   bool has_dollar_ = false;

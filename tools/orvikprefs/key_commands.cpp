@@ -6,7 +6,7 @@ namespace orvik::prefstool {
 
 namespace {
 
-// A value or key by the key above it and its name there.
+// A value or key, by its parent key and its name there.
 struct Place {
   KeyPath key;
   CAtlString name;
@@ -24,13 +24,13 @@ std::optional<Place> PlaceAt(const CommandLine& line, std::size_t index, bool is
   return Place{key.Parent(), key.name(key.count()), KeyText(key)};
 }
 
-// A value on the way to the place is another failure, which the change itself reports.
+// A value above the place is a different failure, which the change itself reports.
 void RequireFree(Transaction& transaction, const Place& place) {
   transaction.RequireThat(place.key, place.name, [](const Value& there) { return !there; });
 }
 
-// Between two stores: what is read is put into the other one as one change. The source may change
-// in between; the target is as it was read.
+// Copies between two stores: the value that was read is set in the other store as one change. The
+// source may change in between; the target gets the value that was read.
 int CopyToStore(const Context& context, const CommandLine& line, const Place& from,
                 const Place& to) {
   const Context target = TargetStore(context, line);
@@ -55,7 +55,7 @@ int CopyToStore(const Context& context, const CommandLine& line, const Place& fr
 int CopyOrRename(const Context& context, const CommandLine& line, const char* done,
                  void (Transaction::*change)(const KeyPath&, CAtlString, const KeyPath&,
                                              CAtlString)) {
-  // Two words are keys, four are values; of three the grammar cannot know.
+  // Two words are keys, four are values; three are ambiguous.
   if (line.count() == 3) {
     return context.Fail(
         kUsage, std::string(line.command()->name) + " needs two keys, or a KEY and a NAME twice");

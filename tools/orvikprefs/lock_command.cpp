@@ -26,8 +26,8 @@ std::string TimeText(std::time_t time) {
   return text;
 }
 
-// Adds the user, and the time of the process where the record has none, of a process of this
-// machine that runs.
+// Adds the user of a running process on this machine, and the start time of the process if the
+// record has no time.
 void AddOwner(LockHolder* holder) {
   const auto owner = holder->host.empty() ? host::FindProcessOwner(holder->pid) : std::nullopt;
   if (!owner || holder->state == LockHolder::State::kStale) return;
@@ -35,7 +35,7 @@ void AddOwner(LockHolder* holder) {
   if (holder->since.empty()) holder->since = TimeText(owner->since);
 }
 
-// The holder of the kernel's lock of the folder that the file is in.
+// The holder of the kernel's lock on the folder of the file.
 LockHolder HolderOfFolder(const Context& context) {
   LockHolder holder;
   const std::string file = PreferenceFilePath(context.scope, context.domain);
@@ -85,13 +85,13 @@ int FailUnknown(const Context& context, const LockHolder& holder, const std::str
       kNotPermitted, "lock: " + before + "not known: no permission to read " + Quoted(holder.file));
 }
 
-// Whether the scope's lock has a record, of the domain as its caller names it. The other scopes
-// have the kernel's lock alone, which nothing frees.
+// Whether the scope's lock has a record. The other scopes only have the kernel's lock, which cannot
+// be freed by a command.
 bool HasRecord(const Context& context) {
   return EffectiveDomain(context.scope, context.domain).scope == kSharedScope;
 }
 
-// Reports the lock after its record was removed. A kernel lock lasts as long as its process.
+// Reports the lock after its record was freed. A kernel lock lasts as long as its process.
 int ShowFreed(const Context& context) {
   const LockHolder holder = FindHolder(context);
   const bool has_record = HasRecord(context);
@@ -128,7 +128,7 @@ LockHolder FindHolder(const Context& context) {
   // Only a process of this machine has a name.
   if (record.process.IsEmpty()) holder.host = ToUtf8(record.host);
   holder.file = record.file;
-  // The time is the record's, if it is the record that is held.
+  // The record's time counts only if the record is held.
   if (record.lock != 0) holder.since = TimeText(record.since);
   AddOwner(&holder);
   return holder;

@@ -7,7 +7,7 @@
 #include "tools/orvikprefs/commands.h"
 
 int main(int argc, char** argv) {
-  // A write beyond the size limit of files fails, and is reported, instead of ending the process.
+  // Makes a write beyond the file size limit fail with an error instead of ending the process.
   signal(SIGXFSZ, SIG_IGN);
   try {
     return orvik::prefstool::Run(argc, argv, isatty(STDOUT_FILENO) != 0, std::cout, std::cerr);

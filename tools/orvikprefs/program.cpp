@@ -12,8 +12,8 @@ namespace orvik::prefstool {
 
 namespace {
 
-// The absolute path of a folder that an option names, because a home that is not one would not
-// count; "" after a message.
+// The absolute path of the folder of an option, because a home must be absolute; "" after a
+// message.
 std::string FolderOf(const Context& context, const std::string& folder) {
   std::error_code error;
   if (std::filesystem::is_directory(folder, error)) {
@@ -25,7 +25,7 @@ std::string FolderOf(const Context& context, const std::string& folder) {
   return "";
 }
 
-// Carries out a parsed line. Help and version come before everything else: they look at no store.
+// Runs a parsed line. Help and version come first: they do not read the store.
 int RunCommand(Context& context, const CommandLine& line) {
   const Grammar& grammar = OrvikPrefsGrammar();
   if (!line.error().empty()) {
@@ -48,9 +48,9 @@ int RunCommand(Context& context, const CommandLine& line) {
   return line.command()->run(context, line);
 }
 
-constexpr std::size_t kColumn = 26;  // of the texts of help
+constexpr std::size_t kColumn = 26;  // of the help texts
 
-// A name and its text of help, which begins on the next line behind a long name.
+// A name and its help text, which begins on the next line after a long name.
 void PrintRow(std::ostream& out, std::string left, const char* help) {
   left.insert(0, "  ");
   if (left.size() + 2 > kColumn) {
@@ -86,7 +86,7 @@ void PrintCommand(std::ostream& out, const Command& command) {
   PrintOptions(out, command.options);
 }
 
-// The same tables make the parser, this text and the completion of shells.
+// The parser and the shell completion use the same tables as this text.
 void PrintProgram(std::ostream& out, const Grammar& grammar) {
   out << "Looks into, changes and repairs the ORVIK preference store.\n"
          "Usage: orvikprefs [OPTIONS] SUBCOMMAND\n";
@@ -99,7 +99,7 @@ void PrintProgram(std::ostream& out, const Grammar& grammar) {
 
 }  // namespace
 
-// A path that names a value where a key is wanted gets the command that prints it.
+// If a path leads to a value instead of a key, the message names the command that prints it.
 int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPath& key) {
   const bool is_value =
       status.error == PrefError::kNotAKey && !key.empty() &&
@@ -110,7 +110,7 @@ int FailToReadKey(const Context& context, const PrefStatus& status, const KeyPat
 }
 
 bool UseStore(Context& context, const CommandLine& line) {
-  // With a root of its own nothing of the caller's home counts, unless it is named.
+  // With another root the caller's home is ignored, unless --home names one.
   if (line.Has("--root")) {
     const std::string root = FolderOf(context, line.Value("--root"));
     if (root.empty()) return false;

@@ -20,20 +20,20 @@ namespace orvik::prefstool {
 using orvik::ControlAt;
 using orvik::Escaped;
 
-// The UTF-16 of UTF-8 (RFC 3629), NULs included; nothing when the bytes are not UTF-8.
+// The UTF-16 form of UTF-8 (RFC 3629), NULs included; no value when the bytes are not UTF-8.
 std::optional<CAtlString> FromUtf8(std::string_view bytes);
 
-// The UTF-8 of a text, for messages: a lone surrogate becomes "?". NameText and ValueText
-// (values.h) lose nothing.
+// The UTF-8 form of a text, for messages: a lone surrogate becomes "?". For UTF-8 without loss use
+// NameText and ValueText (values.h).
 std::string ToUtf8(const CAtlString& text);
 
-// For messages: escaped, between double quotes. Of more than 200 bytes the first 120 and the last
-// 60 are shown, whole characters, with the number of all bytes.
+// For messages: escaped, in double quotes. For more than 200 bytes about the first 120 and the last
+// 60 are shown, in whole characters, with the total number of bytes.
 std::string Quoted(std::string_view utf8);
 std::string Quoted(const CAtlString& text);
 
-// A path between double quotes, or as the JSON array that names it (JoinedPath), in harmless
-// characters, so that the command line takes it back.
+// A path in double quotes, or as the JSON array of its names (JoinedPath), in harmless characters,
+// so that the command line accepts it.
 std::string QuotedPath(const Path& path);
 
 // key "Software/App", key ["a/b"], or: the domain's top level
@@ -41,7 +41,7 @@ std::string KeyText(const KeyPath& key);
 // "Count" in key "Software/App"
 std::string ValueAddress(const KeyPath& key, const CAtlString& name);
 
-// The number that the whole text means, as std::from_chars reads it; nothing for any other text.
+// The number, if the whole text is one for std::from_chars; no value for other texts.
 template <class Number>
 std::optional<Number> ParseNumber(std::string_view text) {
   Number number = 0;
@@ -53,8 +53,8 @@ std::optional<Number> ParseNumber(std::string_view text) {
 // "1 change", "2 changes".
 std::string Counted(std::size_t count, std::string_view one, std::string_view several);
 
-// The KEY and NAME at these arguments of a line as ParseKey and NameUnits read them, the domain's
-// top level and "" for arguments that were not given. The grammar lets only UTF-8 through.
+// The KEY and NAME at these arguments of a line, by ParseKey and NameUnits; the domain's top level
+// and "" for missing arguments. The grammar accepts only UTF-8 for them.
 KeyPath KeyAt(const CommandLine& line, std::size_t index = 0);
 CAtlString NameAt(const CommandLine& line, std::size_t index = 1);
 

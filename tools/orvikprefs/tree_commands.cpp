@@ -22,7 +22,7 @@ PrefValue ReadKey(const Context& context, const CommandLine& line) {
   return ReadPreferenceKey(context.scope, KeyAt(line), context.domain);
 }
 
-// The columns that harmless UTF-8 takes on a terminal.
+// The columns of harmless UTF-8 on a terminal.
 std::size_t Width(std::string_view utf8) {
   const std::optional<CAtlString> text = FromUtf8(utf8);
   return text ? static_cast<std::size_t>(ColumnsOf(text->View())) : utf8.size();
@@ -32,7 +32,7 @@ std::string ShownName(const plist::Text& name) {
   return Escaped(NameText(name));
 }
 
-// Of the longest name of a value in the dictionary, in columns.
+// The width of the longest name of a value in the dictionary, in columns.
 std::size_t WidthOfNames(const Value& dictionary) {
   std::size_t width = 0;
   for (const Value::Entry& entry : dictionary.entries()) {
@@ -41,9 +41,9 @@ std::size_t WidthOfNames(const Value& dictionary) {
   return width;
 }
 
-// The tree for people: names of one level aligned.
+// Prints the tree for people: names of one level are aligned.
 void PrintTree(const Context& context, const Value& tree) {
-  std::vector<std::size_t> widths = {WidthOfNames(tree)};  // of the level and those above it
+  std::vector<std::size_t> widths = {WidthOfNames(tree)};  // of the level and its parents
   EntryWalk walk(tree);
   while (walk.Next()) {
     const std::string name = ShownName(walk.name());
@@ -60,9 +60,9 @@ void PrintTree(const Context& context, const Value& tree) {
   }
 }
 
-// Whether the whole text is as the pattern says: "*" stands for any units, "?" for one character.
+// Whether the whole text matches the pattern: "*" stands for any units, "?" for one character.
 // After a mismatch the last star takes one unit more; earlier ones need not, so the time is at most
-// that of the two lengths multiplied.
+// the product of the two lengths.
 bool IsLike(std::u16string_view text, std::u16string_view pattern) {
   std::size_t at = 0, in_pattern = 0, star = std::u16string_view::npos, after_star = 0;
   while (at < text.size()) {
@@ -87,9 +87,8 @@ bool IsLike(std::u16string_view text, std::u16string_view pattern) {
   return in_pattern == pattern.size();
 }
 
-// The text to find, and where, from the options of a line. Without --names and --values it looks in
-// both. A string matches by its text, any other value by what `get` prints of it, a key by its
-// name.
+// The text to find, and where, from the options of a line. Without --names and --values it searches
+// both. A string matches by its text, other values by the output of `get`, a key by its name.
 class Search {
  public:
   explicit Search(const CommandLine& line)
@@ -121,7 +120,7 @@ class Search {
   bool in_names_, in_values_, is_pattern_, ignores_case_;
 };
 
-// One line of JSON a change, so that a reader needs no end of the list.
+// One line of JSON for each change, so that a reader need not wait for the end of a list.
 void PrintChanges(const Context& context, const std::vector<Difference>& changes) {
   if (!context.json) {
     PrintDifferences(context, changes);
@@ -134,7 +133,7 @@ void PrintChanges(const Context& context, const std::vector<Difference>& changes
   }
 }
 
-// A reader that starts its changes now misses none.
+// No change after this line is missed.
 void PrintReady(const Context& context, const CommandLine& line, const std::string& file) {
   if (!line.Has("--ready")) {
     context.Confirm("watching " + Quoted(file) + "; Ctrl-C ends it");
@@ -216,7 +215,7 @@ int Watch(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const KeyPath key = *ParseKey(line.Argument(0));
   const int count = std::atoi(line.Value("--count", "0").c_str());
-  // Watching begins before the first reading, so that no change falls between them.
+  // Watching begins before the first reading, so that no change is missed between them.
   host::FileWatch watch(file);
   if (!watch.ok()) return context.Fail(kNotFound, Quoted(file) + " cannot be watched");
 
@@ -226,7 +225,7 @@ int Watch(const Context& context, const CommandLine& line) {
   do {
     PrefValue now = ReadPreferenceKey(context.scope, key, context.domain);
     const PrefError error = now.status.error;
-    // A file that is damaged at this moment says nothing about the values: the last ones hold.
+    // A damaged file tells nothing about the values: the last ones stay.
     if (now.ok() || error == PrefError::kNotFound || error == PrefError::kNotAKey) {
       if (!first) {
         const std::vector<Difference> changes = Differences(last, now.value, PathOf(key));
@@ -239,7 +238,7 @@ int Watch(const Context& context, const CommandLine& line) {
     }
     if (first) PrintReady(context, line, file);
     context.out->flush();
-    if (!context.out->good()) return kNotSaved;  // the program says so
+    if (!context.out->good()) return kNotSaved;  // Run prints the message
     first = false;
     if (count > 0 && printed >= count) return kDone;
   } while (watch.Wait(-1));

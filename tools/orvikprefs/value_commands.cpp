@@ -20,7 +20,7 @@ constexpr std::pair<const char*, Type> kTypeOptions[] = {{"--int", Type::kIntege
                                                          {"--date", Type::kDate},
                                                          {"--data", Type::kData}};
 
-// The value that the command line gives; no value after a message.
+// The value on the command line; otherwise no value, and a message.
 Value NewValue(const Context& context, const CommandLine& line) {
   const std::string text = line.Argument(2);
   const bool json = line.Has(OrvikPrefsGrammar().FindOption(line.command(), "--json"));
@@ -68,7 +68,7 @@ int PrintValue(const Context& context, const CommandLine& line, const Value& val
   return kDone;
 }
 
-// The key, or the value, at a path. Where both fail the key's failure counts.
+// The key, or the value, at a path. If both fail, returns the failure of the key.
 PrefValue FindByPath(const Context& context, const KeyPath& path, bool& is_value) {
   PrefValue key = ReadPreferenceKey(context.scope, path, context.domain);
   is_value = key.status.error == PrefError::kNotAKey && !path.empty();
@@ -80,12 +80,12 @@ PrefValue FindByPath(const Context& context, const KeyPath& path, bool& is_value
   return key;
 }
 
-// What the NAME of a line means: the value of this name; an element, NAME[2], where there is none
-// and NAME is an array; or neither.
+// The meaning of NAME on a line: the value of this name; otherwise the element NAME[2] of an array;
+// otherwise neither.
 struct Target {
   PrefValue whole;
   std::optional<ElementPath> element;
-  Value array;  // that it is in
+  Value array;  // the array of the element
 };
 
 Target TargetOf(const Context& context, const CommandLine& line) {
@@ -109,15 +109,15 @@ PrefValue FindValue(const Context& context, const CommandLine& line, bool& is_va
   return value ? PrefValue{PrefStatus::Ok(), std::move(value)} : std::move(target.whole);
 }
 
-// Every scope that has the value, or the one that the line names: scope, file, type, value. A scope
-// whose file cannot be read is a failure, as the value may be there; the others are shown.
+// Prints every scope that has the value, or the one given: scope, file, type, value. A scope whose
+// file cannot be read is a failure, because the value may be there; the other scopes are printed.
 int ShowScopes(const Context& given, const CommandLine& line) {
   JsonWriter rows;
   rows.BeginArray();
   std::size_t count = 0;
   int failure = kDone;
   for (const ScopeName& scope : kScopeNames) {
-    // The names come first, each but once.
+    // Only the rows with names, or only the first row of the given scope.
     if (line.Has("--scope") ? scope.scope != given.scope || count > 0 : scope.name[0] <= '9') {
       continue;
     }
@@ -150,7 +150,7 @@ std::string WithArticle(Type type) {
   return (name[0] == 'a' || name[0] == 'i' ? "an " : "a ") + name;
 }
 
-// Why "set" must not replace what is present, as the end of a sentence; "" when it may.
+// Why "set" must not replace the present value, as the end of a sentence; "" when it may.
 std::string RefusalOf(const CommandLine& line, const Value& present, const Value& wanted) {
   if (line.Has("--if-equals")) {
     const std::string expected = line.Value("--if-equals");
@@ -162,7 +162,7 @@ std::string RefusalOf(const CommandLine& line, const Value& present, const Value
   }
   if (!present) return "";
   if (line.Has("--if-absent")) return ": there is a value already";
-  // A key that is this one already loses nothing.
+  // Replacing a key by an equal one loses nothing.
   if (present.is_dictionary() && !line.Has("--replace-key") && present != wanted) {
     return " is a key; --replace-key replaces it with all that lies below it";
   }
@@ -172,8 +172,8 @@ std::string RefusalOf(const CommandLine& line, const Value& present, const Value
 }
 
 // Changes one element in a transaction that looks the array up under the lock, so that an element
-// that another process adds meanwhile is not lost. Changes an array that is present; for kAppend
-// without indices also one that is not.
+// that another process adds meanwhile is not lost. The array must exist; kAppend without indices
+// makes a missing one.
 int ChangeElement(const Context& context, const CommandLine& line, const ElementPath& element,
                   ElementChange change, const Value& value, const char* done) {
   bool is_array = true;

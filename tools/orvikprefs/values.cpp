@@ -17,7 +17,7 @@ namespace orvik::prefstool {
 
 namespace {
 
-// Every name and form in the order of Type.
+// The name and form of each type, in the order of Type.
 struct TypeRow {
   const char* name;
   const char* form;
@@ -34,14 +34,14 @@ constexpr TypeRow kTypes[] = {
     {"dictionary", "a JSON object"},
 };
 
-constexpr char kEscape[] = "\uFDD0";  // begins a unit that UTF-8 cannot carry
+constexpr char kEscape[] = "\uFDD0";  // begins the escape of a unit that UTF-8 cannot represent
 
 bool HasSameBits(double one, double other) {
   return std::bit_cast<std::uint64_t>(one) == std::bit_cast<std::uint64_t>(other);
 }
 
-// The decimal form is used only for dates that it gives back to the bit. That excludes NaN,
-// infinities, the negative zero and, where the whole seconds need all digits of a double, some
+// The decimal form is used only for dates that it represents to the bit. That excludes NaN,
+// infinities, the negative zero and, if the whole seconds need all digits of a double, some
 // fractions.
 std::string DateText(double seconds) {
   constexpr double kFirst = -63113904000, kEnd = 252423993600;  // the years 1 to 9999
@@ -57,7 +57,7 @@ std::string DateText(double seconds) {
   }
   plist::AppendDate(text, whole);
   if (fraction != 0) {
-    // As few digits as give the same fraction again, behind the zero.
+    // The fewest digits that give the same fraction again, without the leading zero.
     char digits[400];
     const auto end =
         std::to_chars(digits, digits + sizeof digits, fraction, std::chars_format::fixed);
@@ -66,8 +66,8 @@ std::string DateText(double seconds) {
   return text;
 }
 
-// The forms of DateText, and what plist::ParseDate takes besides. The fraction is read as a double
-// of its own and added, as DateText takes it off.
+// Accepts the forms of DateText, and those of plist::ParseDate. The fraction is read as a separate
+// double and added, as DateText separates it.
 Value ParseDate(std::string_view text) {
   const char* const last = text.data() + text.size();
   if (text.starts_with("0x")) {
@@ -105,7 +105,7 @@ std::string RealText(double real) {
   return text;
 }
 
-// Undoes the escapes of ValueText.
+// Decodes the escapes of ValueText.
 Value ParseString(std::string_view text) {
   std::optional<Value> string = Value::FromUtf8(text);
   if (!string) return {};
@@ -115,7 +115,7 @@ Value ParseString(std::string_view text) {
   return units;
 }
 
-// Signed 64 bits where they suffice, else unsigned.
+// A signed 64-bit integer if the number fits, else an unsigned one.
 Value ParseInteger(std::string_view text) {
   if (const auto number = ParseNumber<std::int64_t>(text)) return *number;
   const auto large = ParseNumber<std::uint64_t>(text);
@@ -126,13 +126,13 @@ Value ParseReal(std::string_view text) {
   if (text == "nan") return std::numeric_limits<double>::quiet_NaN();
   if (text == "inf") return std::numeric_limits<double>::infinity();
   if (text == "-inf") return -std::numeric_limits<double>::infinity();
-  // The names that from_chars takes for infinities and the like are not decimal numbers.
+  // Excludes the names of infinities and NaN, which from_chars also accepts.
   const bool is_decimal = text.find_first_not_of("0123456789.eE+-") == std::string_view::npos;
   const auto real = ParseNumber<double>(text);
   return is_decimal && real ? Value(*real) : Value();
 }
 
-// The words that scripts and other stores use, in letters of any case.
+// The words of scripts and other stores, in any case.
 Value ParseBoolean(std::string_view text) {
   constexpr std::pair<std::string_view, std::string_view> kWords[] = {
       {"true", "false"}, {"yes", "no"}, {"on", "off"}, {"1", "0"}};
@@ -148,7 +148,7 @@ Value ParseBoolean(std::string_view text) {
   return {};
 }
 
-// The position that an index means, from 0; nothing for none.
+// The position for an index, from 0; no value when it is out of range.
 std::optional<std::size_t> Position(const Value& array, long index, bool end_counts) {
   const auto count = static_cast<long>(array.elements().size());
   const long position = index < 0 ? count + index : index;
@@ -166,7 +166,7 @@ const char* TypeForm(Type type) {
   return kTypes[static_cast<int>(type)].form;
 }
 
-// Base64 may be long, so its mistake is shown by place.
+// Base64 may be long, so a mistake in it is reported by its position.
 std::string WhyNot(Type type, std::string_view text) {
   const std::string what = std::string("not ") + TypeForm(type);
   const std::optional<std::size_t> fault = type == Type::kData ? Base64Fault(text) : std::nullopt;
@@ -221,7 +221,7 @@ std::string NameText(const plist::Text& name) {
   return plist::EscapedSurrogates(name);
 }
 
-// Undoes NameText.
+// Decodes the escapes of NameText.
 std::optional<CAtlString> NameUnits(std::string_view name) {
   const Value text = ParseString(name);
   if (!text) return std::nullopt;
@@ -238,7 +238,7 @@ bool IsAtOrBelow(const Path& path, const Path& above) {
   return path.size() >= above.size() && std::equal(above.begin(), above.end(), path.begin());
 }
 
-// With "/" between the names where that can be read back by ParseKey; otherwise as a JSON array.
+// With "/" between the names if ParseKey can read that back; otherwise as a JSON array.
 std::string JoinedPath(const Path& path) {
   const auto needs_array = [](const std::string& name) {
     return name.empty() || name.find('/') != std::string::npos ||
@@ -266,8 +266,8 @@ std::optional<KeyPath> KeyOfNames(const Value& list) {
   return KeyPath::FromNames(std::move(names));
 }
 
-// A JSON array of strings is a list of names. Any other text, also one that begins with "[", is a
-// path with separators.
+// A JSON array of strings is a list of names. Other texts, even if they begin with "[", are paths
+// with separators.
 std::optional<KeyPath> ParseKey(const std::string& text) {
   TextError error;
   const Value list = text.starts_with('[') ? ReadJson(text, &error) : Value();
@@ -282,7 +282,7 @@ EntryWalk::EntryWalk(const Value& tree, Path above)
   levels_.push_back({plist::SortedEntries(tree_)});
 }
 
-// Goes into a dictionary right after it was visited; a stack of levels instead of recursion,
+// Enters a dictionary right after it was visited. Uses a stack of levels instead of recursion,
 // because lists may be nested deeply.
 bool EntryWalk::Next() {
   if (entry_ != nullptr && !is_leaf()) levels_.push_back({plist::SortedEntries(value())});
@@ -300,8 +300,8 @@ bool EntryWalk::Next() {
   return true;
 }
 
-// Reads the indices from the end: the name itself may hold brackets. "a[1][x]" is a name, because
-// the last bracket holds no number.
+// Reads the indices from the end, because the name itself may contain brackets. "a[1][x]" is a
+// name: its last bracket does not contain a number.
 std::optional<ElementPath> ParseElement(const CAtlString& text) {
   std::string rest = ToUtf8(text);
   ElementPath path;
@@ -313,7 +313,7 @@ std::optional<ElementPath> ParseElement(const CAtlString& text) {
     const char* const last = digits.data() + digits.size();
     const auto [end, error] = std::from_chars(digits.data(), last, index);
     if (error == std::errc::invalid_argument || end != last) return std::nullopt;
-    // No array is so long.
+    // Greater than the length of any array.
     if (error != std::errc()) index = std::numeric_limits<long>::max();
     path.indices.insert(path.indices.begin(), index);
     rest.resize(begin);
@@ -323,8 +323,8 @@ std::optional<ElementPath> ParseElement(const CAtlString& text) {
   return path;
 }
 
-// A negative index counts from the end. No value when an index is outside or a value is not an
-// array.
+// A negative index counts from the end. No value when an index is out of range or leads into a
+// value that is not an array.
 Value ElementAt(Value array, std::span<const long> indices) {
   for (const long index : indices) {
     if (!array.is_array()) return {};
@@ -335,8 +335,8 @@ Value ElementAt(Value array, std::span<const long> indices) {
   return array;
 }
 
-// Copies the arrays on the way to the element; the others are shared with the old value. Nothing
-// when an index is outside. Appending makes a missing array.
+// Copies the arrays on the path to the element; the others are shared with the old value. No value
+// when an index is out of range. Appending makes a missing array.
 Value WithElement(Value array, std::span<const long> indices, ElementChange change,
                   const Value& value) {
   const bool appends = change == ElementChange::kAppend;

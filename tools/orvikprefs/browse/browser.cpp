@@ -12,10 +12,10 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-constexpr int kTick = 250;         // milliseconds until the file is looked at again
-constexpr int kAllRows = 1 << 30;  // more than any list has
+constexpr int kTick = 250;         // milliseconds until the file is checked again
+constexpr int kAllRows = 1 << 30;  // more rows than any list has
 
-// A key as a message names it.
+// The name of a key in a message.
 std::string KeyText(int key) {
   if (key >= Terminal::kUp) return "this key";
   if (key < ' ') return std::string("Ctrl-") + static_cast<char>(key + '@');
@@ -34,7 +34,7 @@ Browser::Browser(Terminal& terminal, int scope, CAtlString domain,
       dialogs_(
           terminal, [this] { Background(); }, [this] { ShowHelp(); }) {}
 
-// Also called while a dialog waits: it must not open one.
+// Also called while a dialog waits, so it must not open a dialog.
 void Browser::Background() {
   if (model_->Refresh() && !model_->conflicts().empty()) {
     Report("another process changed what you changed: C shows the conflicts");
@@ -42,7 +42,7 @@ void Browser::Background() {
   screen_.Draw(*model_, false);
 }
 
-// One turn for each key or tick: look at the file, draw, wait for a key, act. A message stays until
+// One turn for each key or tick: check the file, draw, wait for a key, act. A message stays until
 // the next key.
 void Browser::Run() {
   OfferKeptChanges();
@@ -117,8 +117,8 @@ const Browser::Binding Browser::kBindings[] = {
     {Terminal::kPaste, false, [](Browser& b) { b.Report("pasted text is not taken as keys"); }},
 };
 
-// Keys that need a row are refused when another process has removed it: the next row has its place,
-// and the user has not seen that yet.
+// Keys that need a row are refused when another process has removed it: the next row takes its
+// place, and the user has not seen that yet.
 void Browser::Act(int key) {
   for (const Binding& binding : kBindings) {
     if (binding.key != key && binding.other != key) continue;
@@ -149,7 +149,7 @@ void Browser::Enter() {
   }
 }
 
-// The way back: from the values to their key, from an open key to a closed one, then to its parent.
+// Goes back: from the values to their key, from an open key to a closed one, then to its parent.
 void Browser::Leave() {
   if (model_->on_values()) {
     model_->FocusValues(false);
@@ -179,7 +179,7 @@ void Browser::Click(bool twice) {
 }
 
 bool Browser::MayLeave() {
-  // A conflict holds what the user wanted: it is a change that waits, too.
+  // A conflict keeps the user's value, so it counts as an unwritten change, too.
   const std::size_t count = model_->waiting();
   if (count == 0) return true;
   const int key = dialogs_.AskLetter(Counted(count, "change is", "changes are") + " not written",
@@ -199,8 +199,8 @@ void Browser::ChooseOrder() {
   screen_.shows_sizes = model_->order() == Order::kSize;
 }
 
-// Another file is another model: undo, hits and conflicts belong to the old one. Changes that were
-// kept for the new file are offered before its row is selected.
+// Another file needs a new model: undo, hits and conflicts belong to the old file. Changes that
+// were kept for the new file are offered before a row is selected.
 void Browser::ChooseFile(const std::string& title, const std::vector<FileRow>& files) {
   std::vector<std::string> rows;
   rows.reserve(files.size());
@@ -254,7 +254,7 @@ void Browser::ShowHelp() {
   dialogs_.Choose({"Help", Rows::Of(HelpLines(terminal_.columns() - 1)), "Esc back"});
 }
 
-// Taken over changes stay in their file until they are written or discarded: a second kill loses
+// The file of restored changes stays until they are written or discarded: a second kill loses
 // nothing.
 void Browser::OfferKeptChanges() {
   for (KeptChanges& kept : FindKeptChanges(model_->file())) {
@@ -273,15 +273,15 @@ void Browser::OfferKeptChanges() {
   ForgetRestored();
 }
 
-// Removes the files of taken over changes once nothing waits any more.
+// Removes the files of restored changes when no change is left unwritten.
 void Browser::ForgetRestored() {
   if (model_->waiting() != 0) return;
   for (const std::string& path : restored_) ForgetKeptChanges(path);
   restored_.clear();
 }
 
-// Called when the program ends before the changes are written. The new file holds the taken over
-// changes, too, so that their old files go only after it is written.
+// Called when the program ends before the changes are written. The new file contains the restored
+// changes, too, so their old files are removed after it is written.
 std::string Browser::KeepUnwritten() {
   const std::vector<Change> unwritten = model_->Unwritten();
   if (unwritten.empty()) return "";
@@ -320,7 +320,7 @@ int Browse(const Context& context, const CommandLine& line) {
       status = kNotFound;
     }
   }
-  // The terminal is as it was before.
+  // The terminal has been restored.
   if (!message.empty()) context.Fail(kDone, message);
   if (signal_to_end != 0) {
     context.error->flush();

@@ -13,7 +13,7 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-// The characters of a text; none for bytes that are not UTF-8.
+// The characters of a text; empty if it is not UTF-8.
 std::u32string Characters(std::string_view utf8) {
   std::u32string characters;
   if (!IsValidUtf8(utf8)) return characters;
@@ -39,9 +39,9 @@ constexpr int Control(char letter) {
   return letter - '@';
 }
 
-constexpr int kTick = 250;  // milliseconds until the background is looked at again
+constexpr int kTick = 250;  // milliseconds until the background is drawn again
 
-// How far a key moves in a list of `last` + 1 rows; nothing for any other key.
+// How far a key moves in a list of `last` + 1 rows; no value for other keys.
 std::optional<int> StepOf(int key, int page, int last) {
   switch (key) {
     case Terminal::kUp:
@@ -119,11 +119,11 @@ std::string LineInput::text() const {
 }
 
 // Scrolls so that the cursor is visible: as many characters before it as fit, then those after it
-// in the columns that are left. A character that needs two columns is never cut.
+// in the remaining columns. A character that needs two columns is never cut.
 LineInput::Window LineInput::Shown(int columns) const {
   std::u32string before;
   std::u32string after;
-  // The cursor has a column of its own.
+  // The cursor needs a column.
   int room = columns - 1;
   std::size_t first = cursor_;
   while (first > 0 && ColumnsOf(Symbol(text_[first - 1])) <= room) {
@@ -150,15 +150,14 @@ void LineInput::Replace(std::string_view text) {
   cursor_ = text_.size();
 }
 
-// Over a character with the marks that combine with it, which take no column of their own.
+// Skips a character with its combining marks, which have no column of their own.
 void LineInput::MoveLeft() {
   while (cursor_ > 0 && ColumnsOf(text_[--cursor_]) == 0) {
   }
 }
 
-// The keys that shells use, too: Ctrl-A and Ctrl-E go to the ends, Ctrl-U and Ctrl-K erase up to
-// them, Ctrl-W erases a word. A character goes in at the cursor. False for keys without a meaning
-// here.
+// The keys of shells work, too: Ctrl-A and Ctrl-E go to the ends, Ctrl-U and Ctrl-K erase up to
+// them, Ctrl-W erases a word. Other characters are inserted at the cursor. False for unknown keys.
 bool LineInput::HandleKey(int key) {
   const std::size_t old_cursor = cursor_;
   switch (key) {
@@ -204,14 +203,14 @@ bool LineInput::HandleKey(int key) {
   return true;
 }
 
-// Shares the texts, because the rows are copied with the function that gives them.
+// The rows share the texts, because the function object that returns them is copied.
 Rows Rows::Of(std::vector<std::string> texts) {
   const auto kept = std::make_shared<const std::vector<std::string>>(std::move(texts));
   return {kept->size(), [kept](std::size_t row) { return (*kept)[row]; }};
 }
 
-// Waits for one tick at most, so that the caller draws the background again. Help opens over the
-// dialog, but not over itself. Ctrl-C and the end of the input cancel, as Escape does.
+// Waits for at most one tick, so that the caller draws the background again. Help opens over the
+// dialog, but not over itself. Ctrl-C and the end of the input cancel, like Escape.
 int Dialogs::WaitForKey() {
   terminal_.Show();
   const int key = terminal_.ReadKey(kTick);
@@ -224,8 +223,8 @@ int Dialogs::WaitForKey() {
   return key == kInterrupt || key == Terminal::kEnded ? kEscape : key;
 }
 
-// Keeps the selected row in the middle of the page, except near both ends of the list. Asks for the
-// texts of visible rows only: a search may have found a hundred thousand.
+// Keeps the selected row in the middle of the page, except near both ends of the list. Asks only
+// for the texts of visible rows: a search may have a hundred thousand hits.
 void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected) {
   const int columns = terminal_.columns();
   const int page = std::max(1, terminal_.rows() - 6);
@@ -240,15 +239,15 @@ void Dialogs::DrawRows(const std::string& title, const Rows& rows, int selected)
   }
 }
 
-// The keys to press stay visible, however long the text is.
+// The possible answers stay visible, however long the text is.
 void Dialogs::DrawFoot(const std::string& text, const std::string& answers, Style style) {
   const int last = terminal_.rows() - 1;
   terminal_.PutWrapped(last - terminal_.PutWrapped(last, answers, Style::kKey), text, style);
 }
 
-// The text is checked, and its rows are found, after each change and not at each tick. Enter is
-// refused while there is a mistake. Home and End move in the line; the other keys of a list select
-// one of the rows.
+// The text is checked, and its rows are searched, after each change, not at each tick. Enter is
+// refused while there is a mistake. Home and End move in the line; other keys of lists select a
+// row.
 std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   LineInput input(question.text);
   int selected = 0;
@@ -303,7 +302,7 @@ std::optional<std::string> Dialogs::Ask(const Question& question, int* row) {
   }
 }
 
-// A list that is no longer current ends with kStale, so that the caller lists it anew.
+// A list that is out of date ends with kStale, so that the caller makes a new one.
 std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
   const int last = std::max(0, static_cast<int>(list.rows.count) - 1);
   for (;;) {
@@ -330,13 +329,13 @@ std::optional<int> Dialogs::Choose(const List& list, int selected, int* key) {
   }
 }
 
-// Called in turn with attempts: one tick, in which Escape cancels.
+// Called between attempts: waits for one tick. Escape cancels.
 bool Dialogs::KeepWaiting(const std::string& text) {
   DrawFoot(text, "Esc cancel", Style::kByOthers);
   return WaitForKey() != kEscape;
 }
 
-// Any key but Escape and the letters is ignored: a key pressed too early must not answer.
+// Ignores all keys but Escape and the letters: a key pressed too early must not answer.
 int Dialogs::AskLetter(const std::string& question, const std::string& answers,
                        const std::string& letters) {
   for (;;) {
@@ -348,7 +347,7 @@ int Dialogs::AskLetter(const std::string& question, const std::string& answers,
   }
 }
 
-// Two columns where both fit, read down the first one and then down the second.
+// In two columns if both fit, to be read down the first and then down the second.
 std::vector<std::string> HelpLines(int columns) {
   constexpr std::size_t kWidth = 38;
   const std::size_t count = std::size(kKeys);

@@ -30,7 +30,7 @@ Draft::Draft(int scope, CAtlString domain)
 
 bool Draft::Refresh() {
   host::FileIdentity identity = host::IdentityOf(file_);
-  identity.changed = 0;  // a change of attributes alone
+  identity.changed = 0;  // ignore changes of attributes
   const bool writable = host::ReplaceAccess(file_) == 0;
   const bool right_changed = std::exchange(is_writable_, writable) != writable;
   if (!std::exchange(must_read_, false) && identity == identity_) return right_changed;
@@ -53,15 +53,14 @@ bool Draft::Refresh() {
   return true;
 }
 
-// Carries the user's changes over to what was read:
+// Carries the user's changes over to the new base:
 //
-//   the value in the file is       the change
-//   as when the change was made    is made again
-//   what the user wants            is done already, and is none any longer
-//   anything else, or its place    becomes a conflict; the tree shows the file's value
-//     is gone
+//   the value in the file             the change
+//   is as when the change was made    is made again
+//   is the user's new value           is removed: it is done already
+//   is another, or cannot be set      becomes a conflict; the tree shows the file's value
 //
-// Conflicts stay, with what is there now.
+// Conflicts stay, with the file's present value.
 void Draft::SetBase(Value base) {
   Value edited = base;
   for (Conflict& conflict : conflicts_) {
@@ -72,7 +71,7 @@ void Draft::SetBase(Value base) {
   SetEdited(std::move(edited), Cause::kOtherProcess);
 }
 
-// Makes the change in the tree where the value is still the one that it began with.
+// Makes the change in the tree if the value is still the old value of the change.
 void Draft::RestoreOne(Value& tree, Change mine) {
   Value there = FindIn(tree, mine.path);
   if (there == mine.after) return;
@@ -102,7 +101,7 @@ void Draft::Do(std::string what, Value edited) {
   SetEdited(std::move(edited), Cause::kUser);
 }
 
-// One conflict to a path: the newest wish counts. False when there was one already.
+// At most one conflict for each path: the newest value counts. False if there was one before.
 bool Draft::PutConflict(Conflict conflict) {
   const auto same = std::find_if(conflicts_.begin(), conflicts_.end(), [&](const Conflict& other) {
     return other.path == conflict.path;
@@ -126,7 +125,7 @@ std::string Draft::Put(std::string what, const Path& path, const Value& value) {
 std::string Draft::Set(const Path& path, const Value& value, const Value& began) {
   Value there = At(path);
   if (there == began || there == value) {
-    // The user has seen the other's value and decided.
+    // The user has seen the other value and decided.
     std::erase_if(conflicts_, [&](const Conflict& conflict) { return conflict.path == path; });
     if (!value && !there) return ShownPath(path) + " does not exist";
     return Put((value ? "set " : "delete ") + ShownPath(path), path, value);
@@ -143,7 +142,7 @@ std::string Draft::Add(const Path& path, const Value& value) {
 }
 
 std::string Draft::RemoveAll(std::vector<Path> paths) {
-  // Deeper paths go first, and within one array the last elements.
+  // Deeper paths go first, and within an array the last elements.
   std::sort(paths.begin(), paths.end(), [](const Path& one, const Path& other) {
     if (one.size() != other.size()) return one.size() > other.size();
     if (one.empty()) return false;
@@ -184,8 +183,8 @@ std::string Draft::Copy(const Path& from, const Path& to) {
   return Add(to, value);
 }
 
-// A step is taken back, or made again, whole or not at all: each value must be the one that the
-// step left (or found). A change that has become a conflict is taken back by withdrawing the wish.
+// A step is undone, or made again, as a whole or not at all: each value must be as the step left
+// (or found) it. A change that has become a conflict is undone by removing the conflict.
 std::string Draft::Repeat(std::vector<Step>& from, std::vector<Step>& to, bool forward) {
   const char* const word = forward ? "redo" : "undo";
   if (from.empty()) return std::string("nothing to ") + word;
@@ -267,7 +266,7 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
         key, name, [before = change.before](const Value& present) { return present == before; });
     AddChange(transaction, key, name, change.after);
   }
-  // Each try is short, so that the user is heard.
+  // Each try is short, so that the user can cancel.
   transaction.WaitAtMost(std::chrono::milliseconds(0));
   using Clock = std::chrono::steady_clock;
   const Clock::time_point start = Clock::now();
@@ -278,7 +277,7 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
     status = transaction.Commit();
   }
   if (status.ok()) {
-    // The changes just applied are not reported as changes by others; what others wrote before is.
+    // The changes just applied are not reported as changes by others; earlier ones of others are.
     base_ = edited_;
     changes_.clear();
   }
@@ -287,7 +286,7 @@ PrefStatus Draft::Apply(std::chrono::milliseconds limit, const KeepWaiting& keep
   return status;
 }
 
-// The path may be that of the conflict itself, which goes.
+// The path may belong to the conflict itself, which is erased: so it is passed by value.
 std::string Draft::Settle(const Path path, bool take_mine) {
   const auto found = std::find_if(conflicts_.begin(), conflicts_.end(),
                                   [&](const Conflict& conflict) { return conflict.path == path; });

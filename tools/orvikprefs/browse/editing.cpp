@@ -21,15 +21,15 @@ Rows TypeRows() {
   return Rows::Of(std::move(rows));
 }
 
-// The mistake in a typed name; "" for none. Empty names exist and can be typed.
+// The mistake in a typed name, or "". Names may be empty.
 std::string NameMistake(const std::string& name) {
   return FromUtf8(name) ? "" : "a name is UTF-8";
 }
 
 }  // namespace
 
-// The value as the user saw it goes with the new one, so that a change by another process meanwhile
-// is a conflict and not lost.
+// The value that the user saw is passed with the new one, so that a change by another process
+// meanwhile makes a conflict and is not lost.
 std::string Browser::Edit() {
   const Path path = model_->SelectedPath();
   const Value began = model_->At(path);
@@ -41,7 +41,7 @@ std::string Browser::Edit() {
   return value ? model_->Set(path, value, began) : "";
 }
 
-// Asks until the line is a value of the type; no value when the user gave up.
+// Asks until the line is a value of the type; no value when the user cancelled.
 Value Browser::AskValue(Type type, const std::string& text) {
   const auto check = [type](const std::string& line) {
     std::string mistake;
@@ -53,9 +53,9 @@ Value Browser::AskValue(Type type, const std::string& text) {
   return line ? FromLine(type, *line, mistake) : Value();
 }
 
-// The text is JSON in a private file, which goes when the editing ends. It is kept, and its name
-// shown, when the user gives up after a failure: hours of work may be in it. A text that was left
-// as it was changes nothing, whatever the editor returned.
+// The text is JSON in a private file, which is removed when the editing ends. After a failure it is
+// kept, and its name shown, if the user cancels: hours of work may be in it. An unchanged text
+// changes nothing, even if the editor failed.
 std::string Browser::EditInEditor(const Path& path, const Value& began) {
   if (path.empty()) return "the domain is edited key by key";
   const Type type = began.type();
@@ -86,7 +86,7 @@ std::string Browser::EditInEditor(const Path& path, const Value& began) {
   }
 }
 
-// An array begins empty and opens in the editor; every other type is asked for in a line.
+// An array starts empty and opens in the editor; values of other types are typed in a line.
 std::string Browser::AddValue() {
   Path path = model_->selected_key_path();
   const std::optional<int> row = dialogs_.Choose({"Type of the new value", TypeRows()});
@@ -102,8 +102,8 @@ std::string Browser::AddValue() {
                                                            : mistake_of_adding;
 }
 
-// Asks for the name of what is to be added below the path and puts it there; an element of an array
-// needs none. The path is empty when the user gave up.
+// Asks for the name of the new entry below the path and appends it; an array element needs no name.
+// The path is empty when the user cancelled.
 std::string Browser::AskName(const char* label, Path& path) {
   const Value key = model_->At(path);
   if (!IsContainer(key)) return ShownPath(path) + " does not exist";
@@ -126,7 +126,7 @@ std::string Browser::AddKey() {
   return mistake;
 }
 
-// A rename is a move within the key, so that undo, conflicts and order are those of a move.
+// A rename is a move within the key, so undo, conflicts and order work as for a move.
 std::string Browser::Rename() {
   const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain cannot be renamed";
@@ -137,7 +137,7 @@ std::string Browser::Rename() {
   return Arrive(model_->Move(path, to), to, "moved to ");
 }
 
-// Tab completes the target path, which need not exist.
+// Tab completes the target path, which may be missing.
 std::string Browser::MoveOrCopy(bool copy) {
   const Path path = model_->SelectedPath();
   if (path.empty()) return "the domain stays where it is";
@@ -153,7 +153,7 @@ std::string Browser::MoveOrCopy(bool copy) {
               : Arrive(model_->Move(path, to), to, "moved to ");
 }
 
-// Converts where nothing is lost; otherwise asks, with the old text to start from.
+// Converts if nothing is lost; otherwise asks, starting with the old text.
 std::string Browser::ChangeType() {
   const Path path = model_->SelectedPath();
   const Value began = model_->At(path);
@@ -170,7 +170,7 @@ std::string Browser::ChangeType() {
   return value ? model_->Set(path, value, began) : "";
 }
 
-// The values that the user saw are compared again after the question, all before the first is
+// Compares the values that the user saw again after the question, all of them before the first is
 // deleted.
 std::string Browser::DeletePicked() {
   const std::vector<Path> paths = model_->picked();
@@ -192,7 +192,7 @@ std::string Browser::DeletePicked() {
                          : refusal;
 }
 
-// Asks for keys only: a deleted value comes back with one key.
+// Asks only for keys: one key press brings a deleted value back.
 std::string Browser::Delete() {
   const Path path = model_->SelectedPath();
   if (!model_->picked().empty()) return DeletePicked();
@@ -208,7 +208,7 @@ std::string Browser::Delete() {
   return refusal.empty() ? "deleted " + ShownPath(path) + "; u takes it back" : refusal;
 }
 
-// Selects the row at its new path after a change that was not refused.
+// After a change that was not refused, selects the row at its new path.
 std::string Browser::Arrive(const std::string& refusal, const Path& path, const char* what) {
   if (!refusal.empty()) return refusal;
   model_->Reveal(path);

@@ -6,8 +6,8 @@
 
 namespace orvik::prefstool::browse {
 
-// Hits are numbers of the index while the text is typed, so that a hundred thousand cost nothing;
-// their paths are made when one is chosen.
+// While the text is typed, hits are only indices, so that a hundred thousand cost little; their
+// paths are made when the user has chosen.
 std::string Browser::SearchWhileTyping() {
   std::vector<std::size_t> hits;
   // The background may read the file again while rows of the old tree are shown.
@@ -26,7 +26,7 @@ std::string Browser::SearchWhileTyping() {
   const std::optional<std::string> text = dialogs_.Ask({.label = "search", .rows = rows}, &row);
   if (!text || text->empty()) return "";
   if (version != model_->version()) {
-    // The same hits by name, as far as they are still there.
+    // Search again: some hits may no longer exist.
     hits = model_->index().Find(*text);
     row = std::min(row, static_cast<int>(hits.size()) - 1);
   }
@@ -60,7 +60,7 @@ std::string Browser::GoToPath() {
 
 std::string Browser::FilterWhileTyping() {
   const std::string before = model_->filter();
-  // The rows behind the line are the answer.
+  // The rows behind the line show the result.
   const auto check = [&](const std::string& text) {
     if (text != model_->filter()) model_->SetFilter(text);
     return "";

@@ -13,7 +13,7 @@ namespace orvik::prefstool::browse {
 namespace {
 
 constexpr const char* kFolders[] = {"Library", "Application Support", "orvikprefs"};
-constexpr int kMostFiles = 100;  // of one preference file
+constexpr int kMostFiles = 100;  // for one preference file
 
 std::string FolderPath() {
   std::string path = host::OwnHomeFolder();
@@ -25,7 +25,7 @@ host::Descriptor OpenFolder(bool make) {
   return host::OpenPrivateFolder(host::OwnHomeFolder(), kFolders, make);
 }
 
-// Files of one preference file have numbers; the name is the same in every program (FNV-1a).
+// The files of one preference file are numbered. The name is fixed for all versions (FNV-1a).
 std::string FileName(const std::string& preference_file, int number) {
   std::uint64_t hash = 0xCBF29CE484222325;
   for (const char byte : preference_file) {
@@ -41,7 +41,7 @@ std::string FileName(const std::string& preference_file, int number) {
 //
 //   {"file": ["PATH"], "changes": [{"path": ["A", "n"], "before": VALUE, "after": VALUE}, ...]}
 //
-// A side without a value is left out. "file" is for people; the name of the file counts.
+// A missing value is left out. "file" is for people; only the name of the file is used.
 std::string TextOf(const std::string& preference_file, const std::vector<Change>& changes) {
   JsonWriter json;
   json.BeginObject().Name("file").Texts({preference_file}).Name("changes").BeginArray();
@@ -54,14 +54,14 @@ std::string TextOf(const std::string& preference_file, const std::vector<Change>
   return json.EndArray().EndObject().Release() + "\n";
 }
 
-// What is not of this form has no changes.
+// Text of another form has no changes.
 std::vector<Change> ChangesOf(const std::string& text) {
   std::vector<Change> changes;
   TextError error;
   const Value root = ReadJson(text, &error);
   for (const Child& child : ChildrenOf(FindIn(root, {"changes"}))) {
     Change change;
-    // ReadJson has undone the escapes of the names.
+    // ReadJson has decoded the escapes of the names.
     for (const Child& name : ChildrenOf(FindIn(child.value, {"path"}))) {
       if (name.value.is_string()) change.path.push_back(NameText(name.value.text()));
     }

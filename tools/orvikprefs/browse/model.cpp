@@ -10,14 +10,14 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-// A path as one text that no other path has.
+// A path as one text that is unique to it.
 std::string Joined(const Path& path) {
   std::string joined;
   for (const std::string& name : path) (joined += name) += '\0';
   return joined;
 }
 
-// The path and every path above it.
+// Inserts the path and every path above it.
 void InsertWithParents(std::unordered_set<std::string>& set, const Path& path) {
   std::string joined;
   set.insert(joined);
@@ -27,8 +27,8 @@ void InsertWithParents(std::unordered_set<std::string>& set, const Path& path) {
   }
 }
 
-// Whether a container holds another one. Entries that are still XML are not made for that: most
-// rows are never opened.
+// Whether a container contains another one. Entries that are still XML are not parsed for that:
+// most rows are never opened.
 bool HasKeys(const Value& container) {
   if (container.is_array()) {
     return std::any_of(container.elements().begin(), container.elements().end(), IsContainer);
@@ -76,7 +76,7 @@ Mark Model::MarkOf(const std::string& joined, const Value& was, const Value& now
   if (!was) return Mark::kAdded;
   if (changed_.contains(joined)) return Mark::kChanged;
   if (by_others_marks_.contains(joined)) return Mark::kByOthers;
-  // A change of an array is one; its elements are compared when they are shown.
+  // A change of an array is one change; its elements are compared when they are shown.
   return was == now ? Mark::kNone : Mark::kChanged;
 }
 
@@ -97,15 +97,14 @@ void Model::Rebuild(Cause cause) {
   SelectAgain(cause);
 }
 
-// The rows of all open keys, from the top down, with what is shown of them under the filter: a key
-// that holds the text with everything in it, and the way to anything else that does. Costs what is
-// open, and the names of what is shown; entries of closed keys are not made (HasKeys).
+// Makes the rows of all open keys, from the top down. With a filter: the keys that match, with
+// everything in them, and the keys above other matches. The cost depends on the open keys and the
+// names shown; entries of closed keys are not parsed (HasKeys).
 void Model::BuildKeys() {
   keys_.clear();
   keys_.push_back(
       {-1, 0, "", tree(), open_.contains(""), false, false, MarkOf("", base(), tree())});
-  // An explicit stack instead of recursion, so that rows come in the order in which they are
-  // shown.
+  // An explicit stack instead of recursion makes the rows in the order of the screen.
   struct Level {
     int row;
     std::string joined;
@@ -143,7 +142,7 @@ void Model::BuildKeys() {
     std::string joined = level.joined + child.name + '\0';
     const int depth = keys_[static_cast<std::size_t>(level.row)].depth + 1;
     const bool in_hit = level.in_hit || hits_.contains(joined);
-    // The way to a hit is open.
+    // The keys above a hit are open.
     const bool is_open = open_.contains(joined) || (!level.in_hit && above_hits_.contains(joined));
     keys_.push_back({level.row, depth, std::move(child.name), child.value, is_open, false, false,
                      MarkOf(joined, child.old, child.value)});
@@ -157,7 +156,7 @@ int Model::NearestRow(const Path& key) const {
   std::size_t found = 0;
   std::size_t row = 0;
   for (const std::string& name : key) {
-    // Each key is among the rows after the one above it.
+    // The row of each key comes after that of its parent.
     do {
       if (++row == keys_.size()) return static_cast<int>(found);
     } while (keys_[row].parent != static_cast<int>(found) || keys_[row].name != name);
@@ -166,8 +165,8 @@ int Model::NearestRow(const Path& key) const {
   return static_cast<int>(found);
 }
 
-// After the rows were built: the same key and value by name. What the user removed gives way to the
-// row in its place; what another process removed stays selected.
+// After the rows were built: selects the same key and value by name. If the user removed it, the
+// row in its place is selected; if another process removed it, its path stays selected.
 void Model::SelectAgain(Cause cause) {
   const int row = NearestRow(key_path_);
   const bool is_there =
@@ -175,7 +174,7 @@ void Model::SelectAgain(Cause cause) {
   if (!is_there && cause == Cause::kUser && !key_gone_) return SelectKey(row);
   selected_key_ = row;
   key_gone_ = !is_there;
-  // In an array that another process changed the index may mean another element.
+  // In an array that another process changed the index may belong to another element.
   const std::optional<std::string> array = ArrayAbove(SelectedPath());
   const bool is_news = cause == Cause::kOtherProcess && array.has_value();
   if (is_news && by_others_marks_.contains(*array)) element_gone_ = true;
@@ -196,7 +195,7 @@ void Model::SelectAgain(Cause cause) {
   }
 }
 
-// The first array that the path leads into, as one text.
+// The first array that the path leads into, joined.
 std::optional<std::string> Model::ArrayAbove(const Path& path) const {
   std::string joined;
   Value node = tree();

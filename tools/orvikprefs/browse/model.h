@@ -1,10 +1,10 @@
-// The rows of the browser over a draft: keys and values, which are open, which is selected,
-// with no terminal in it.
+// The rows of the browser over a draft: keys and values, the open keys and the selection,
+// independent of the terminal.
 //
-// The selection is a path, not a row: a row that another process adds or removes moves it nowhere.
-// When its own row goes, the path stays selected, as one that is gone, until the user moves. So it
-// does when an array changes that it leads into, where names are but indices.
-// Rows are valid until the next call that is not const.
+// The selection is a path, not a row, so rows that another process adds or removes do not move it.
+// If the selected entry itself is removed, its path stays selected, as gone, until the user moves.
+// The same happens when an array on the path changes, because its names are only indices. Rows are
+// valid until the next call that is not const.
 #pragma once
 
 #include <cstddef>
@@ -19,23 +19,23 @@
 
 namespace orvik::prefstool::browse {
 
-// How a row differs from the file as it was first read. Of several a conflict counts first, then an
-// addition, a change of the user's, and one of another process.
+// How a row differs from the file as it was first read. A conflict comes first, then an addition, a
+// change by the user, and a change by another process.
 enum class Mark {
   kNone,
-  kChanged,   // by the user: the value, or something below the key
+  kChanged,   // by the user: the value, or an entry below the key
   kAdded,     // by the user
-  kByOthers,  // changed in the file since it was read before
-  kConflict,  // the user's change and another process's meet here or below
+  kByOthers,  // changed in the file since the reading before
+  kConflict,  // changes of the user and of another process conflict here or below
 };
 
-// kName is the order of the names' UTF-16 units, and among rows that another order finds equal.
-// Elements of arrays keep the order of their indices.
+// kName is the order of the names' UTF-16 units; it also orders rows that are equal in another
+// order. Elements of arrays keep the order of their indices.
 enum class Order { kName, kType, kSize };
 
-// A row on the left: a dictionary or an array that is shown.
+// A row on the left: a dictionary or an array.
 struct KeyRow {
-  int parent;  // row of the key above; -1 for the domain itself, the first row
+  int parent;  // row of its parent; -1 for the domain itself, the first row
   int depth;
   std::string name;  // "" for the domain itself
   Value node;
@@ -55,14 +55,14 @@ struct ValueRow {
   Mark mark;
 };
 
-// Every change of the draft, the filter or the order builds the rows anew; the selection and what
-// is open are kept by path.
+// Every change of the draft, the filter or the order builds the rows again; the selection and the
+// open keys are kept by path.
 class Model : public Draft {
  public:
   // Reads the domain. Only its top level is open.
   Model(int scope, CAtlString domain);
 
-  // Keys from the domain down, as far as they are open.
+  // The open keys and their keys, from the domain down.
   const std::vector<KeyRow>& keys() const { return keys_; }
   const std::vector<ValueRow>& values() const { return values_; }  // of the selected key
   // The path of a row, which must exist.
@@ -73,44 +73,44 @@ class Model : public Draft {
   int selected_value() const { return selected_value_; }
   void SelectKey(int row);    // clamped
   void SelectValue(int row);  // clamped
-  // Whether the user is among the values of the selected key.
+  // Whether the values of the selected key have the focus.
   bool on_values() const { return on_values_; }
   void FocusValues(bool on_values) { on_values_ = on_values; }
-  // Moves the selection down on the side where the user is, or up for a negative number; clamped.
+  // Moves the selection down on the side with the focus, or up for a negative number; clamped.
   void MoveBy(int rows);
 
-  // The target of an action: the selected key, or the value when the user is among the values.
+  // The target of an action: the selected key, or the selected value when values have the focus.
   const Path& selected_key_path() const { return key_path_; }
   Path SelectedPath() const;
-  // Another process removed it, or changed the array that it is an element of: then the path may
-  // lead to another element. Nothing may be done to it before the user has selected again.
+  // Whether another process removed the selected entry, or changed an array above it, so that the
+  // path may lead to another element. Actions are refused until the user has selected again.
   bool is_gone() const { return key_gone_ || element_gone_ || (on_values_ && value_gone_); }
 
-  // Opens or closes a key. It stays so when it goes and comes back.
+  // Opens or closes a key. The state is kept even if the key is removed and added again.
   void Open(int key_row, bool open);
-  // Opens what is above the key or value and selects it. False when there is none.
+  // Opens the keys above the key or value and selects it. False when it does not exist.
   bool Reveal(const Path& path);
-  // Selects the next (1) or previous (-1) path that the user or another process changed; what is
-  // above one that was removed. False when there is none.
+  // Selects the next (1) or previous (-1) path that the user or another process changed; for a
+  // removed entry, its deepest existing parent. False when nothing is changed.
   bool RevealChanged(int step);
-  // The same, or of what is above it the deepest that exists.
+  // The same for the given path, or for its deepest existing parent.
   void RevealNearest(Path path);
 
-  // Shows only what has the text in its name or value, in any case, and what lies above or below
-  // it. "" shows everything.
+  // Shows only entries that contain the text in their name or value, in any case, and the entries
+  // above and below them. "" shows all.
   void SetFilter(std::string text);
   const std::string& filter() const { return filter_; }
-  // The index of the tree as it is now, made when it is first asked for after a change. Valid until
-  // the next call that is not const.
+  // The index of the present tree, made by the first call after a change. Valid until the next call
+  // that is not const.
   const SearchIndex& index();
 
-  // Values by name, by type or by size; keys by name or by size. The largest come first.
+  // Values by name, by type or by size; keys by name or by size. Sizes are in descending order.
   void SetOrder(Order order);
   Order order() const { return order_; }
   std::size_t SizeOf(const Value& value) { return browse::SizeOf(value, sizes_); }
 
-  // Picks the selected row for a deletion, or gives it up. Rows that go are picked no longer;
-  // neither are elements of arrays whose index comes to mean another value.
+  // Picks or unpicks the selected row for a deletion. Rows that are removed are unpicked, and so
+  // are array elements whose index gets another value.
   void TogglePick();
   void PickNone();
   std::vector<Path> picked() const;  // in the order of the paths
@@ -123,10 +123,10 @@ class Model : public Draft {
   void SelectAgain(Cause cause);
   void FillValues();
   void UpdateFilter();
-  // Whether the key, or one above it, has the text of the filter.
+  // Whether the key, or one above it, matches the filter.
   bool IsInHit(const Path& key) const;
   void Sort(std::vector<Child>& children, bool by_type);
-  // The deepest row on the way to the key that is shown.
+  // The row of the key, or of its deepest parent with a row.
   int NearestRow(const Path& key) const;
   std::optional<std::string> ArrayAbove(const Path& path) const;
   Mark MarkOf(const std::string& joined, const Value& was, const Value& now) const;
@@ -137,19 +137,19 @@ class Model : public Draft {
   int selected_value_ = 0;
   bool on_values_ = false;
   Path key_path_;
-  std::string value_name_;  // counts when there are values
+  std::string value_name_;  // used when there are values
   bool key_gone_ = false;
   bool value_gone_ = false;
   bool element_gone_ = false;
   std::string filter_;
   Order order_ = Order::kName;
   KnownSizes sizes_;
-  std::map<Path, Value> picked_;  // with what was there: an index may come to mean another element
+  std::map<Path, Value> picked_;  // with the value: an index may get another element
   std::unique_ptr<SearchIndex> index_;
   std::size_t index_version_ = 0;
-  // Where RevealChanged went, and what was selected then.
+  // The path that RevealChanged went to, and the selection then.
   Path jumped_to_, selected_at_jump_;
-  // Paths with a NUL behind each name.
+  // Paths with a NUL after each name.
   std::unordered_set<std::string> open_;
   std::unordered_set<std::string> changed_;
   std::unordered_set<std::string> by_others_marks_;

@@ -15,7 +15,7 @@ namespace orvik::prefstool::browse {
 
 namespace {
 
-// Terminals take no more into the clipboard, or stop in the middle.
+// The limit of many terminals: they refuse or cut a longer text.
 constexpr std::size_t kLongestCopy = 74994;
 
 std::string Seconds(std::chrono::milliseconds time) {
@@ -25,7 +25,7 @@ std::string Seconds(std::chrono::milliseconds time) {
 }  // namespace
 
 // The list ends as stale when another process changes the value or the terminal its width, and
-// begins anew at the same row. So do the two lists below, which know their rows by path.
+// starts again at the same row. So do the two lists below, which identify their rows by path.
 std::string Browser::View() {
   const Path path = model_->SelectedPath();
   int selected = 0;
@@ -45,8 +45,8 @@ std::string Browser::View() {
   }
 }
 
-// The terminal takes the text by an escape sequence (OSC 52) and does not answer, so that the
-// message promises nothing.
+// The terminal receives the text as an escape sequence (OSC 52) and does not answer, so the message
+// cannot tell whether it worked.
 std::string Browser::CopyPath() {
   terminal_.CopyToClipboard(EncodedBase64(JoinedPath(model_->SelectedPath())));
   return "path copied, if this terminal allows it";
@@ -62,9 +62,9 @@ std::string Browser::CopyValue() {
   return "value copied, if this terminal allows it";
 }
 
-// Exports what the screen shows, changes included. An existing file is replaced only after a
-// question; the first try makes the file exclusively, so that one that appears meanwhile is not
-// lost either.
+// Exports the value on the screen, changes included. An existing file is replaced only after a
+// question; the first try makes the file exclusively, so that a file made meanwhile is not lost,
+// either.
 std::string Browser::Export() {
   const Path path = model_->SelectedPath();
   const Value value = model_->At(path);
@@ -92,7 +92,7 @@ std::string Browser::Export() {
 }
 
 // Writes all changes or none. While it waits for the lock each tick shows the holder, and Escape
-// cancels. Conflicts found under the lock cancel the write, too.
+// cancels. Conflicts found under the lock also cancel the write.
 std::string Browser::Apply() {
   if (!model_->conflicts().empty()) return "settle the conflicts first: C shows them";
   if (model_->changes().empty()) return "no changes";
@@ -151,7 +151,7 @@ std::string Browser::Repair() {
 }
 
 std::string Browser::ShowChanges() {
-  // A row is known by its change and the line of it.
+  // A row is identified by its change and its line within the change.
   using ListPlace = std::pair<Path, std::size_t>;
   ListPlace selected;
   for (;;) {

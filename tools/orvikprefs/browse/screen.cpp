@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kHeadRows = 3;
 constexpr int kFootRows = 2;
-constexpr int kSizeWidth = 8;  // a blank, and a size at the right
+constexpr int kSizeWidth = 8;  // a blank and a right-aligned size
 constexpr const char* kPicked = "#";
 
 std::string RightAligned(const std::string& text) {
@@ -29,14 +29,14 @@ constexpr MarkShape kShapes[] = {{" ", Style::kPlain},
                                  {"~", Style::kByOthers},
                                  {"!", Style::kError}};
 
-// The first row to show so that the selected one is on the page: as few rows further as needed, and
-// no empty lines below the last row.
+// The first row to show so that the selected one is on the page: scrolls as little as possible, and
+// leaves no empty lines below the last row.
 int Scrolled(int first, int selected, int page, int rows) {
   first = std::clamp(first, selected - page + 1, selected);
   return std::max(0, std::min(first, rows - page));
 }
 
-// The fault of the file and its remedy; "" for a sound file.
+// The state of the file and a remedy; "" for a sound file that can be written.
 std::string FileState(const Model& model) {
   switch (model.status().error) {
     case PrefError::kNone:
@@ -58,13 +58,13 @@ int Screen::KeysWidth() const {
   return std::clamp(terminal_.columns() * 2 / 5, 10, 60);
 }
 
-// The rows between head and foot; at least one on the smallest screens.
+// The number of rows between head and foot; at least one, even on the smallest screens.
 int Screen::page() const {
   return std::max(1, terminal_.rows() - kHeadRows - kFootRows);
 }
 
-// Draws the whole screen into memory; the terminal sends only cells that differ. Without the foot,
-// a dialog has the last lines.
+// Draws the whole screen into memory; the terminal sends only cells that differ. Without the foot
+// the last lines are left to a dialog.
 void Screen::Draw(Model& model, bool with_foot) {
   first_key_ =
       Scrolled(first_key_, model.selected_key(), page(), static_cast<int>(model.keys().size()));
@@ -128,7 +128,7 @@ void Screen::DrawHead(const Model& model) {
 void Screen::DrawKeys(Model& model) {
   const int width = KeysWidth();
   const std::vector<KeyRow>& keys = model.keys();
-  // Deep keys move to the left as a whole, so that the selected name stays in sight.
+  // For deep keys the whole list shifts to the left, so that the selected name stays visible.
   const int depth = keys[static_cast<std::size_t>(model.selected_key())].depth;
   const int shift = std::max(0, 2 * depth - width / 2);
   for (int line = 0; line < page(); ++line) {

@@ -24,8 +24,8 @@
 namespace orvik::prefstool::browse {
 namespace {
 
-// Data of the signal handler that restores the terminal. A handler may only make system calls: the
-// sequences of the terminal are made up beforehand.
+// Data of the signal handler that restores the terminal. A handler may only make system calls, so
+// the control sequences are prepared.
 struct Rescue {
   termios modes = {};
   std::array<char, 256> sequence = {};
@@ -33,12 +33,12 @@ struct Rescue {
 };
 Rescue rescue;
 
-// Bracketed paste: the terminal puts these around what is pasted, while the mode is on.
+// Bracketed paste: in this mode the terminal puts these sequences around pasted text.
 constexpr char kPasteStart[] = "\x1b[200~";
 constexpr char kPasteEnd[] = "\x1b[201~";
 constexpr char kPasteOn[] = "\x1b[?2004h";
 constexpr char kPasteOff[] = "\x1b[?2004l";
-// Beyond every code that the library gives out itself.
+// Greater than every key code of the library.
 constexpr int kPasteStartCode = 0x4000;
 constexpr int kPasteEndCode = 0x4001;
 
@@ -49,7 +49,7 @@ void Send(std::string_view sequence) {
   host::WriteAll(STDOUT_FILENO, sequence);
 }
 
-// Ctrl-C and Ctrl-Z become keys, so that neither ends nor stops the browser unasked.
+// Makes Ctrl-C and Ctrl-Z keys, so that they do not end or stop the browser directly.
 void KeepControlKeys() {
   termios modes = {};
   if (tcgetattr(STDIN_FILENO, &modes) != 0) return;
@@ -59,7 +59,7 @@ void KeepControlKeys() {
   def_prog_mode();
 }
 
-// Stops this process, unless no shell could continue it.
+// Stops this process, unless it has no shell that could continue it.
 void Stop() {
   struct sigaction old = {};
   struct sigaction plain = {};
@@ -93,7 +93,7 @@ bool HasCapability(const char* name) {
 }
 
 void PrepareRescue() {
-  // Out of the alternate screen, attributes and keypad off, the cursor shown, the mouse left alone.
+  // Leaves the alternate screen, turns off attributes, keypad and mouse, and shows the cursor.
   std::string sequence;
   for (const char* name : {"sgr0", "rmkx", "cnorm", "rmcup"}) {
     if (HasCapability(name)) sequence += tigetstr(const_cast<char*>(name));
@@ -111,7 +111,7 @@ void PrepareRescue() {
   for (const int number : kEndingSignals) sigaction(number, &action, nullptr);
 }
 
-// How a message names the terminal.
+// The name of the terminal in a message.
 std::string TerminalName() {
   const char* const name = std::getenv("TERM");
   return name == nullptr || *name == '\0' ? "the terminal (TERM is not set)"
@@ -149,7 +149,7 @@ int SpecialOf(int key) {
 
 Terminal::Terminal(bool colour) {
   std::setlocale(LC_ALL, "");
-  // Without a locale most terminals still show UTF-8.
+  // Without a locale, assume UTF-8: most terminals show it.
   if (std::strcmp(nl_langinfo(CODESET), "ANSI_X3.4-1968") == 0) std::setlocale(LC_CTYPE, "C.UTF-8");
   unicode_ = std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0;
   if (tcgetattr(STDIN_FILENO, &rescue.modes) != 0) {
@@ -174,7 +174,7 @@ Terminal::Terminal(bool colour) {
   keypad(stdscr, TRUE);
   define_key(kPasteStart, kPasteStartCode);
   define_key(kPasteEnd, kPasteEndCode);
-  // Arrows are typed in the other form, too: in the moment before the keypad is on again.
+  // Arrow keys may also arrive in the other form, before the keypad is on again.
   static constexpr std::pair<char, int> kArrows[] = {
       {'A', KEY_UP}, {'B', KEY_DOWN}, {'C', KEY_RIGHT}, {'D', KEY_LEFT}};
   for (const auto& [letter, code] : kArrows) {
@@ -248,7 +248,7 @@ void Terminal::Put(int row, int column, int width, std::string_view text, Style 
   const Look& look = kLooks[static_cast<int>(style)];
   const int pair = colour_ && look.colour != -1 ? static_cast<int>(style) : 0;
   wattr_set(stdscr, look.attributes, static_cast<short>(pair), nullptr);
-  // The last cell of the screen cannot be written without moving on: the error is of no account.
+  // ncurses reports an error for the last cell of the screen, because it cannot advance. Ignored.
   mvwaddstr(stdscr, row, column, shown.c_str());
   wattr_set(stdscr, A_NORMAL, 0, nullptr);
 }
@@ -268,13 +268,13 @@ void Terminal::PlaceCursor(int row, int column) {
 }
 
 void Terminal::Show() {
-  // Once for each picture: a cursor that goes and comes would flicker.
+  // Once for each picture: hiding and showing the cursor would make it flicker.
   curs_set(shows_cursor_ ? 1 : 0);
   wrefresh(stdscr);
 }
 
-// A signal that asks the process to end interrupts the wait, and so does the loss of the terminal,
-// which shows as an error of both the reading and tcgetattr.
+// A signal that asks the process to end interrupts the wait. A lost terminal does, too: then both
+// the reading and tcgetattr fail.
 int Terminal::ReadKey(int milliseconds) {
   if (ending_signal != 0) return kEnded;
   wtimeout(stdscr, milliseconds);
@@ -306,8 +306,8 @@ int Terminal::ReadKey(int milliseconds) {
   return (event.bstate & BUTTON1_DOUBLE_CLICKED) != 0 ? kDoubleClick : kClick;
 }
 
-// Whether an escape character begins what stands before pasted text and came in pieces. What is
-// read for nothing is put back.
+// Whether the escape character begins a paste sequence that arrived in pieces. Otherwise the
+// characters read are put back.
 bool Terminal::FollowsPasteStart() {
   constexpr int kPause = 100;
   constexpr std::string_view kRest = std::string_view(kPasteStart).substr(1);
@@ -325,7 +325,7 @@ bool Terminal::FollowsPasteStart() {
 }
 
 int Terminal::ReadPasted() {
-  // The end may be long in coming over a slow line, but not for ever.
+  // Over a slow line the end may arrive late, but do not wait for ever.
   constexpr int kLongestPause = 5000;
   wtimeout(stdscr, kLongestPause);
   pasted_.clear();
@@ -337,7 +337,7 @@ int Terminal::ReadPasted() {
     const bool is_second = after_return && key == '\n';
     after_return = key == '\r';
     if (!is_second) pasted_ += after_return ? U'\n' : static_cast<char32_t>(key);
-    // Over a slow line the end may come in pieces, which the library does not take for a key.
+    // Over a slow line the end may arrive in pieces, which the library does not recognise as a key.
     if (pasted_.ends_with(U"\x1b[201~")) {
       pasted_.resize(pasted_.size() - std::strlen(kPasteEnd));
       break;
@@ -353,7 +353,7 @@ void Terminal::Suspend() {
 
 void Terminal::Resume() {
   wrefresh(stdscr);
-  keypad(stdscr, TRUE);  // endwin has switched it off
+  keypad(stdscr, TRUE);  // endwin turned it off
   Send(kPasteOn);
   clearok(curscr, TRUE);
 }

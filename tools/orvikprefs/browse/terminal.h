@@ -8,41 +8,40 @@ namespace orvik::prefstool::browse {
 
 enum class Style { kPlain, kHead, kKey, kDim, kChanged, kAdded, kByOthers, kError, kSelected };
 
-// Takes the terminal over and gives it back as it was: at the end of the scope, while it is
-// suspended (Ctrl-Z, an editor), and when a fault ends the process. Only one object may exist at a
-// time.
+// Takes over the terminal and restores it: at the end of the scope, while it is suspended (Ctrl-Z,
+// an editor), and when a fault ends the process. Only one object may exist at a time.
 //
 //   Ctrl-C, Ctrl-Z                      keys; Ctrl-Z stops the process and comes back as kResized
 //   SIGINT, SIGTERM, SIGHUP, SIGQUIT    ReadKey returns kEnded; the caller saves and leaves
 //   a fault, SIGPIPE                    the terminal is restored, then the signal ends the process
 //
-// The locale of the environment decides the characters; without one UTF-8 is assumed.
+// The environment's locale sets the character encoding; without a locale it is UTF-8.
 class Terminal {
  public:
-  // `colour` asks for colours, which only a terminal that has them shows.
+  // `colour` requests colours; a terminal without colours ignores it.
   explicit Terminal(bool colour);
   ~Terminal();
   Terminal(const Terminal&) = delete;
   Terminal& operator=(const Terminal&) = delete;
 
   bool ok() const { return ok_; }
-  // Why it is not; a clause such as "terminal \"dumb\" cannot move the cursor".
+  // The reason if not ok(); a clause such as "terminal \"dumb\" cannot move the cursor".
   const std::string& problem() const { return problem_; }
 
   // The size of the screen as of the last key (kResized).
   int rows() const;
   int columns() const;
 
-  // Drawing changes a picture in memory, which Show brings to the screen.
+  // Drawing changes a picture in memory; Show sends it to the screen.
   void Clear();
-  // Writes into `width` columns from this cell on, cut with an ellipsis or filled with blanks. The
+  // Writes into `width` columns from this cell, cut with an ellipsis or padded with blanks. The
   // text is UTF-8 without control characters; a terminal without UTF-8 shows "?" for each character
   // beyond ASCII. A row or column outside the screen is ignored.
   void Put(int row, int column, int width, std::string_view text, Style style);
-  // Writes the text into whole lines, the last one in this row, wrapped between words. At most as
-  // many lines as are above the row. Returns their number.
+  // Writes the text in whole lines, wrapped between words; the last line is in `last_row`. Uses at
+  // most the lines above it. Returns their number.
   int PutWrapped(int last_row, std::string_view text, Style style);
-  // Where Show leaves the cursor, and whether it is seen.
+  // The position of the cursor after Show. HideCursor makes it invisible.
   void PlaceCursor(int row, int column);
   void HideCursor() { shows_cursor_ = false; }
   void Show();
@@ -67,12 +66,12 @@ class Terminal {
     kWheelUp,
     kWheelDown,
     kHelp,   // F1
-    kOther,  // a key without a name here
-    kEnded,  // a signal asks the program to end, or the terminal is gone: ended_by()
-    kPaste,  // the text of pasted(), whatever its characters are
+    kOther,  // a key without a name in this list
+    kEnded,  // a signal asks the program to end, or the terminal is lost: ended_by()
+    kPaste,  // pasted() has the text, which may contain any characters
   };
   int ReadKey(int milliseconds);
-  // The signal (SIGHUP for a terminal that is gone), or 0. Every call of ReadKey then gives kEnded.
+  // The signal (SIGHUP for a lost terminal), or 0. After it every call of ReadKey gives kEnded.
   int ended_by() const;
   // The text that the terminal marked as pasted; a line break is U+000A.
   const std::u32string& pasted() const { return pasted_; }
@@ -83,11 +82,10 @@ class Terminal {
   bool unicode() const { return unicode_; }
 
   // Puts a text, given in Base64, into the clipboard of the user's terminal (OSC 52). Many
-  // terminals refuse that without a word, and most take at most 74,994 bytes.
+  // terminals refuse that without a message, and most accept at most 74,994 bytes.
   void CopyToClipboard(std::string_view base64);
 
-  // Gives the terminal back until Resume, for another program. Resume draws the whole picture
-  // again.
+  // Restores the terminal for another program until Resume, which draws the whole picture again.
   void Suspend();
   void Resume();
 

@@ -11,17 +11,18 @@ namespace orvik::prefstool::browse {
 
 namespace {
 
-// Nothing for a name that is not an index.
+// No value for a name that is not an index.
 std::optional<std::size_t> IndexOf(const std::string& name) {
   return name == "0" || !name.starts_with('0') ? ParseNumber<std::size_t>(name) : std::nullopt;
 }
 
-// The name in a dictionary; nothing for anything else, and for a name that is not UTF-8.
+// The name as an entry of a dictionary; no value for other containers and for a name that is not
+// UTF-8.
 std::optional<CAtlString> UnitsIn(const Value& container, const std::string& name) {
   return container.is_dictionary() ? NameUnits(name) : std::nullopt;
 }
 
-// Null when there is none.
+// Null when the child does not exist.
 const Value* FindChild(const Value& container, const std::string& name) {
   if (container.is_array()) {
     const std::optional<std::size_t> index = IndexOf(name);
@@ -32,7 +33,7 @@ const Value* FindChild(const Value& container, const std::string& name) {
   return units ? container.Find(*units) : nullptr;
 }
 
-// The child for a change; a missing one becomes a dictionary. Null when there cannot be one.
+// The child for a change; a missing one is made as a dictionary. Null when that is not possible.
 Value* ChangeChild(Value& container, const std::string& name) {
   if (container.is_array()) {
     const std::optional<std::size_t> index = IndexOf(name);
@@ -47,7 +48,8 @@ Value* ChangeChild(Value& container, const std::string& name) {
   return container.Change(*units);
 }
 
-// Without a value removes the child. False when there is no such element, or the name is not UTF-8.
+// Sets the child, or removes it for no value. False when the element does not exist, or the name is
+// not UTF-8.
 bool SetChild(Value& container, const std::string& name, const Value& value) {
   if (value) {
     Value* const child = ChangeChild(container, name);
@@ -66,8 +68,8 @@ bool SetChild(Value& container, const std::string& name, const Value& value) {
   return units.has_value();
 }
 
-// An address that all values sharing a container's memory have in common; null for an empty
-// container. Sizes are known by it, so that a container which many hold is measured once.
+// An address that is the same for all values that share a container's memory; null for an empty
+// container. Sizes are stored by it, so that a shared container is measured once.
 const void* MemoryOf(const Value& container) {
   if (container.is_array()) return container.elements().data();
   return container.count() == 0 ? nullptr : &*container.entries().begin();
@@ -83,8 +85,8 @@ void AppendFolded(std::string& to, const std::string& text) {
 
 }  // namespace
 
-// Entries by name, elements by index. A container that shares its memory with the old one is not
-// compared entry by entry.
+// Entries are sorted by name, elements by index. If a container shares its memory with the old one,
+// its entries are not compared.
 std::vector<Child> ChildrenOf(const Value& container, const Value& old) {
   std::vector<Child> children;
   if (container.is_array()) {
@@ -119,8 +121,8 @@ Value FindIn(const Value& tree, const Path& path) {
   return *found;
 }
 
-// Copies the containers on the path only; a value that is none removes the entry. No value when the
-// path leads through something that holds no entries.
+// Copies only the containers on the path. Removes the entry for no value. No result when a value
+// that is not a container is on the path.
 Value WithValue(Value tree, const Path& path, const Value& value) {
   Value* container = &tree;
   for (std::size_t i = 0; i + 1 < path.size(); ++i) {
@@ -130,7 +132,7 @@ Value WithValue(Value tree, const Path& path, const Value& value) {
   return SetChild(*container, path.back(), value) ? std::move(tree) : Value();
 }
 
-// In the order of the paths, which is that of the rows on the screen.
+// Sorted by path, as are the rows on the screen.
 std::vector<Change> ChangesBetween(const Value& before, const Value& after) {
   std::vector<Change> changes = Differences(before, after, {}, plist::OneSidedKeys::kWhole);
   std::sort(changes.begin(), changes.end(),
@@ -138,7 +140,7 @@ std::vector<Change> ChangesBetween(const Value& before, const Value& after) {
   return changes;
 }
 
-// A key that was added or removed as a whole is shown entry by entry, an empty one as itself.
+// A key that was added or removed as a whole is shown entry by entry; an empty key is one line.
 std::vector<Difference> LinesOf(const Change& change) {
   const bool is_key = (!change.before || change.before.is_dictionary()) &&
                       (!change.after || change.after.is_dictionary());
@@ -148,7 +150,7 @@ std::vector<Difference> LinesOf(const Change& change) {
   return lines;
 }
 
-// Names and texts by their units, data by bytes, everything else as eight: an order of magnitude
+// Names and texts count their units, data its bytes, every other value eight: an order of magnitude
 // for sorting, not a size on disk.
 std::size_t SizeOf(const Value& value, KnownSizes& known) {
   if (value.is_string()) return value.text().size();
@@ -180,15 +182,15 @@ std::string ShownPath(const Path& path) {
   return "/" + JoinedPath(path);
 }
 
-// Slashes in front count for nothing, so that a shown path can be typed as it stands.
+// Leading slashes are ignored, so that a shown path can be typed unchanged.
 Path TypedPath(std::string text) {
   while (text.starts_with('/')) text.erase(0, 1);
   const std::optional<KeyPath> key = ParseKey(text);
   return key ? PathOf(*key) : Path();
 }
 
-// Completes the last name as far as all entries that begin with it agree; a "/" follows a key that
-// is the only one. Names with a "/" in them cannot be typed and are left out.
+// Completes the last name by the common start of all entries that begin with it; for a single key
+// also adds "/". Names that contain "/" cannot be typed and are skipped.
 std::string CompletedPath(const Value& tree, const std::string& text) {
   const std::size_t slash = text.rfind('/');
   const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
@@ -216,15 +218,15 @@ std::string CompletedPath(const Value& tree, const std::string& text) {
     is_key = IsContainer(entry.value);
   }
   if (count == 0) return text;
-  // Two names may differ within a character.
+  // The names may differ within a character.
   while (!common.empty() && !FromUtf8(common)) common.pop_back();
   return text.substr(0, start) + common + (count == 1 && is_key ? "/" : "");
 }
 
-// Joins the folded names and values of all entries, each behind a NUL, into one text: a search is
-// then one pass over memory.
+// Joins the folded names and values of all entries, each followed by a NUL, into one text. So a
+// search is one pass over memory.
 SearchIndex::SearchIndex(const Value& tree) {
-  std::vector<std::size_t> above;  // the nodes of the keys on the way
+  std::vector<std::size_t> above;  // the nodes of the keys on the path
   EntryWalk walk(tree);
   while (walk.Next()) {
     above.resize(walk.path().size() - 1);
@@ -238,7 +240,7 @@ SearchIndex::SearchIndex(const Value& tree) {
   }
 }
 
-// Goes on with the next entry after a hit, so that each entry is found once.
+// After a hit, continues with the next entry, so that each entry is found once.
 std::vector<std::size_t> SearchIndex::Find(std::string_view text) const {
   std::vector<std::size_t> hits;
   std::string folded;

@@ -16,7 +16,7 @@ int ColumnsOfUtf8(std::string_view utf8) {
 
 std::string FitColumns(std::string_view utf8, int width) {
   if (width <= 0) return {};
-  // A character has no more columns than bytes; longer texts are not measured whole.
+  // A character has at most as many columns as bytes. Long texts are not measured completely.
   constexpr std::size_t kMeasured = 4096;
   const auto room = static_cast<std::size_t>(width);
   if (utf8.size() <= room || (utf8.size() <= kMeasured && ColumnsOfUtf8(utf8) <= width)) {
@@ -39,7 +39,7 @@ std::string FitColumns(std::string_view utf8, int width) {
 std::vector<std::string> WrapColumns(std::string_view utf8, int width) {
   std::vector<std::string> lines(1);
   int columns = 0;
-  std::size_t blank = 0;  // behind the last blank of the line
+  std::size_t blank = 0;  // the end of the last blank in the line
   for (std::size_t at = 0; at < utf8.size();) {
     const std::string_view character = utf8.substr(at, CharacterLength(utf8.substr(at)));
     const std::size_t end = at + character.size();
@@ -86,7 +86,7 @@ std::string SizeText(std::size_t size) {
 
 namespace {
 
-// Longer values open in an editor by themselves, in bytes.
+// In bytes. Longer values open in an editor.
 constexpr std::size_t kLongestLine = 4096;
 constexpr char kDigits[] = "0123456789abcdef";
 
@@ -111,7 +111,7 @@ Value DataFromHex(const std::string& line, std::string& mistake) {
   return Value::Data(std::move(bytes));
 }
 
-// Two lower-case digits to a byte, with blanks between the bytes.
+// Two lower-case digits for each byte, with blanks between the bytes.
 std::string HexOf(std::string_view bytes) {
   std::string hex;
   for (const char byte : bytes) {

@@ -1,7 +1,7 @@
 // Values as text of the browser: one line to edit, many lines to read, columns of a terminal.
 //
-// Texts are UTF-8. A column is what a terminal gives a character: two for wide ones, none for marks
-// that combine (text/shown_text.h: ColumnsOf).
+// Texts are UTF-8. Columns are those of a terminal: two for wide characters, none for combining
+// marks (text/shown_text.h: ColumnsOf).
 #pragma once
 
 #include <cstddef>
@@ -14,32 +14,32 @@
 
 namespace orvik::prefstool::browse {
 
-// The line for a value: as ValueText gives it, data as hexadecimal digits. Nothing for a value that
-// needs an editor: arrays, dictionaries, and text that is long or holds control characters.
+// The line for a value, as ValueText writes it; data as hexadecimal digits. No value for one that
+// needs an editor: arrays, dictionaries, and text that is long or contains control characters.
 std::optional<std::string> LineOf(const Value& value);
 
-// The value as one of the type: a number or a boolean as the same number where there is one,
-// anything else by its text (values.h); for an array the value is its only element. No value
-// when the text means nothing of that type.
+// The value converted to the type: a number or a boolean to the same number if possible, other
+// values by their text (values.h); for an array the value becomes its only element. No value when
+// the text is not valid in the type.
 Value Converted(const Value& value, Type type);
 
-// The value of the type that the line means, as ParseValue reads it, data in hexadecimal digits
-// with or without blanks; no value, and the mistake, when it means none. LineOf and FromLine are
+// Parses the line as a value of the type, like ParseValue; data is hexadecimal digits with or
+// without blanks. For an invalid line no value, and `mistake` is set. LineOf and FromLine are
 // inverse.
 Value FromLine(Type type, const std::string& line, std::string& mistake);
 
-// Its type and size, then all of it: text by its line breaks, data in rows of hexadecimal digits,
-// arrays and dictionaries as indented JSON. Longer lines are wrapped; nothing in them acts on a
-// terminal. `before`, unless it is the same, follows; either may be no value.
+// The type and size, then the whole value: text by its line breaks, data in rows of hexadecimal
+// digits, arrays and dictionaries as indented JSON. Longer lines are wrapped; control characters
+// are escaped. `before` follows if it differs; either value may be missing.
 std::vector<std::string> ViewLines(const Value& now, const Value& before, int columns);
 
-// The text in at most `width` columns; one that is cut ends in an ellipsis. "" for a width below 1.
-// In time proportional to the width, not to the text.
+// The text in at most `width` columns; a text that is cut ends in an ellipsis. "" for a width below
+// 1. The time is proportional to the width, not to the text.
 std::string FitColumns(std::string_view utf8, int width);
 int ColumnsOfUtf8(std::string_view utf8);
-// The text in lines of at most `width` columns, cut behind blanks where there are any.
+// The text in lines of at most `width` columns, broken after blanks where possible.
 std::vector<std::string> WrapColumns(std::string_view utf8, int width);
-// As many of the hints as fit, two blanks between them; the important ones come first.
+// As many of the hints as fit, separated by two blanks; earlier hints are preferred.
 std::string FitHints(const std::vector<std::string>& hints, int width);
 // "812", "1.2K", "72.4M": in at most six columns.
 std::string SizeText(std::size_t size);
