@@ -1,36 +1,36 @@
 #!/usr/bin/python3
-"""Ansible module: values and keys of the ORVIK preference store as they are wanted."""
+"""Ansible module: the wanted values and keys of the ORVIK preference store."""
 
 DOCUMENTATION = r"""
 module: orvik_preference
 short_description: Values and keys of the ORVIK preference store
 version_added: 2.0.0
 description:
-  - Brings values, whole keys or whole domains of the ORVIK preference store into the wanted state,
+  - Changes values, whole keys or whole domains of the ORVIK preference store to the wanted state,
     or reads them.
-  - Everything in one task is one change, all or nothing, carried out by C(orvikprefs apply).
+  - One task is one change, all or nothing, by C(orvikprefs apply).
 requirements:
   - C(orvikprefs) on the managed machine
 options:
   key:
     description:
-      - The key path, such as C(Software/App), or a list of names where a name holds C(/) or C(\).
+      - The key path, such as C(Software/App), or a list of names if a name contains C(/) or C(\).
       - The empty path is the top level of the domain.
     type: raw
     default: ""
   name:
-    description: The name of one value of the key. Not beside I(values), I(names) and I(tree).
+    description: The name of one value of the key. Not together with I(values), I(names) or I(tree).
     type: str
   value:
     description:
-      - The value that I(name) has. Needed when it is to be present, unless I(append) is given.
-      - Numbers, booleans, dates, binary, lists and dictionaries keep their types. Text that comes out
-        of a template is text; I(type) makes another type of it.
+      - The value of I(name). Required for state C(present), unless I(append) is given.
+      - Numbers, booleans, dates, binary, lists and dictionaries keep their types. The result of a
+        template is text; I(type) gives it another type.
     type: raw
   append:
     description:
-      - The elements that the array I(name) is to hold. Those that it lacks are added at its end; an
-        array that does not exist is made.
+      - The elements that the array I(name) must contain. Missing ones are added at its end; a missing
+        array is made.
     type: list
     elements: raw
   type:
@@ -47,37 +47,37 @@ options:
     elements: str
   tree:
     description:
-      - What lies below the key, keys as dictionaries. Entries that are not named stay, unless
-        I(exact) is set.
+      - The entries below the key, with keys as dictionaries. Other entries stay, unless I(exact) is
+        set.
       - A date is a date of YAML or C({"$date":"2024-05-06T07:08:09Z"}), data is binary of YAML or
         C({"$data":"TWFu"}).
     type: dict
   exact:
-    description: The key holds what I(tree) holds and nothing else.
+    description: The key contains the entries of I(tree) and no others.
     type: bool
     default: false
   check_type:
-    description: Refuses to change the type of a value that is present. Not for a I(tree).
+    description: Refuses to change the type of a present value. Not for a I(tree).
     type: bool
     default: false
   entries:
     description:
-      - Several keys in one task, each with options of the same names as above. None of those may stand
-        beside I(entries).
+      - Several keys in one task, each with options of the same names as above. These options must not
+        be used together with I(entries).
     type: list
     elements: dict
   state:
     description:
       - C(present) makes the named values, the tree, or else the key itself.
-      - C(absent) removes the named values, or else the key with all that lies below it.
+      - C(absent) removes the named values, or else the key with everything below it.
       - C(read) changes nothing and returns the named values, or else the key.
     type: str
     choices: [present, absent, read]
     default: present
   secret:
     description:
-      - Shows no value, neither in results, differences and messages nor in logs. Names are shown.
-      - Of one entry it holds for the whole task.
+      - Hides the values in results, differences, messages and logs. Names are shown.
+      - If one entry has it, it applies to the whole task.
     type: bool
     default: false
   backup:
@@ -85,7 +85,7 @@ options:
     type: bool
     default: false
   timeout:
-    description: Seconds to wait for the lock at most. Without it a change waits about ten seconds.
+    description: The longest wait for the lock in seconds. Without it a change waits about ten seconds.
     type: float
   scope:
     description: The scope of the store.
@@ -97,7 +97,7 @@ options:
     type: str
     default: com.orviktech.Registry
   root:
-    description: Where the system volume lies, for an image.
+    description: The root of the system volume, for an image.
     type: path
   home:
     description: The home folder of the user scope.
@@ -132,13 +132,13 @@ EXAMPLES = r"""
     values: {Path: /opt/app, Count: 5, Ratio: 0.5, Plugins: [a, b], Since: 2024-05-06}
     backup: true
 
-- name: A plugin more
+- name: One more plugin
   orvik_preference:
     key: Software/App
     name: Plugins
     append: [c]
 
-- name: A key that holds exactly this
+- name: A key with exactly these entries
   orvik_preference:
     key: Software/App/Colours
     tree: {line: red, fill: {inner: white}}
@@ -165,22 +165,22 @@ EXAMPLES = r"""
 
 RETURN = r"""
 changes:
-  description: What differs, as C(orvikprefs diff --json) prints it. Without values when I(secret).
+  description: The differences in the form of C(orvikprefs diff --json). Without values if I(secret).
   returned: states present and absent
   type: list
   elements: dict
   sample: [{"change": "added", "path": ["Software", "App", "Count"], "after": 5}]
 backup_file:
   description: The copy of the store.
-  returned: when I(backup) is set, something changed and there was a store before
+  returned: if I(backup) is set, something changed and the store existed before
   type: str
   sample: /Users/Shared/Library/Preferences/com.orviktech.Registry.plist.backup-2026-11-25T20:15:01Z
 found:
-  description: Whether everything that was to be read is there.
+  description: Whether all requested values exist.
   returned: state read
   type: bool
 value:
-  description: The value, when I(name) is given and there is one.
+  description: The value, if I(name) is given and the value exists.
   returned: state read
   type: raw
 tree:
@@ -230,7 +230,7 @@ class Mistake(Exception):
 
 
 def typed(value, kind):
-    """The value as orvikprefs' JSON has it."""
+    """The value in the JSON form of orvikprefs."""
     if kind == "auto":
         return value
     if kind == "json":
@@ -243,8 +243,8 @@ def typed(value, kind):
     if kind == "string":
         return text
     if kind in ("integer", "real"):
-        # What Python takes besides (1_000, digits of other scripts, 1e999 as infinity) is not a
-        # number in the store.
+        # Python also accepts 1_000, digits of other scripts, and 1e999 as infinity, which are not
+        # numbers in the store.
         if not re.fullmatch("[-+.0-9a-zA-Z]+", text):
             raise ValueError(text)
         number = int(text) if kind == "integer" else float(text)
@@ -261,7 +261,7 @@ def refused(word):
 
 
 def written(value):
-    """The value in a form that JSON has: reals that are not numbers are {"$real": ...}."""
+    """The value in a form that JSON allows: NaN and infinities are {"$real": ...}."""
     if isinstance(value, float) and not math.isfinite(value):
         return {"$real": "nan" if math.isnan(value) else "inf" if value > 0 else "-inf"}
     if isinstance(value, dict):
@@ -289,7 +289,7 @@ NEEDS_NAME = ("value", "append")
 
 
 def check(entry):
-    """Refuses options that would have no effect, or two meanings."""
+    """Refuses options without an effect or with two meanings."""
     key = entry["key"]
     if not isinstance(key, (str, list)) or not all(isinstance(name, str) for name in key):
         raise Mistake("key is neither a path nor a list of names; a name such as 5 needs quotes")
@@ -314,7 +314,7 @@ def check(entry):
 
 
 def script_of(entry):
-    """The lines of a script that say what one entry wants."""
+    """The lines of a script for one entry."""
     key, name, tree = entry["key"], entry["name"], entry["tree"]
     if entry["state"] == "absent":
         names = [name] if name is not None else entry["names"]
@@ -340,7 +340,7 @@ def script_of(entry):
 
 
 class Store:
-    """The program with the words that name the store."""
+    """The program with the options for the store."""
 
     def __init__(self, module):
         options = module.params
@@ -352,9 +352,9 @@ class Store:
                 self.words += ["--" + name, str(options[name])]
 
     def run(self, words, sound, script=""):
-        """The status, one of those that are sound, and what the program printed."""
-        # Not run_command: a program that ends before it has read the script would be a broken pipe
-        # there, and its reason lost.
+        """Runs the program. Returns its status, which must be one of the given ones, and its output."""
+        # Not run_command: if the program ended before it has read the script, that would be a broken pipe
+        # there, and the reason would be lost.
         try:
             program = subprocess.Popen(self.words + words, stdin=subprocess.PIPE,
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
@@ -381,7 +381,7 @@ class Store:
         return dict(found=len(tree) == len(set(names)), tree=tree)
 
     def apply(self, script, options):
-        """What differs, and the copy of the store."""
+        """The differences, and the copy of the store."""
         words = ["apply", "-"] + [word for word, wanted in options if wanted]
         # 8: something would change.
         found = self.run(words, (0, 8), script)[1]
@@ -389,7 +389,7 @@ class Store:
 
 
 def difference(changes):
-    """Both sides of the changes, one line for each value. A secret one is not in the changes."""
+    """Both sides of the changes, one line for each value. Secret values are not in the changes."""
     def side(which, absent):
         lines = []
         for change in changes:
@@ -419,7 +419,7 @@ def arguments(secret):
 
 
 def is_secret():
-    """Ansible logs the options while it makes the module: what is secret must be known before."""
+    """Ansible logs the options while it makes the module, so it must know the secret ones before."""
     options = basic._load_params()
     try:
         return any(basic.boolean(holder.get("secret", False)) for holder in
