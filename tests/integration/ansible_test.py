@@ -1,4 +1,4 @@
-"""The Ansible module on three roots that stand for three machines."""
+"""Tests the Ansible module on three roots, used as three machines."""
 import json
 import os
 import pathlib
@@ -10,7 +10,7 @@ from programs import FILE, PROGRAMS, SOURCE, ProgramTest
 
 PLUGINS = SOURCE / "tools/ansible/plugins"
 MACHINES = ("first", "second", "third")
-# A value of each type, as orvikprefs' JSON has it.
+# A value of each type, in the JSON form of orvikprefs.
 KINDS = {"string": "te\"x\\t \u00fc\n", "integer": 2**53, "real": 2.5, "boolean": False,
          "date": {"$date": "2024-05-06T07:08:09Z"}, "data": {"$data": "AAEC"},
          "array": [1, {"a": []}], "dictionary": {"line": "red", "fill": {"inner": "white"}},
@@ -42,14 +42,14 @@ class AnsibleTest(ProgramTest):
         return done
 
     def run_page(self, text, *options):
-        """Runs a playbook that names no root on the first machine; it must succeed."""
+        """Runs a playbook without a root on the first machine; it must succeed."""
         self.environment["ORVIK_SYSTEM_ROOT"] = str(self.folder / "first")
         self.assertEqual(self.run_playbook(text, "--limit", "first", *options).returncode, 0, self.output)
 
     def play(self, *tasks, options=()):
-        """Runs tasks, each the options of the module, on all machines; each machine's results.
+        """Runs tasks, given as options of the module, on all machines. Returns the results by machine.
 
-        A task that fails does not keep the next ones from running.
+        The next tasks run even if one fails.
         """
         playbook = [{"hosts": "all", "ignore_errors": True, "tasks": [
             {"orvik_preference": dict(task, root="{{ root }}")} for task in tasks]}]
@@ -120,7 +120,7 @@ class AnsibleTest(ProgramTest):
         self.assertEqual(results[0]["changes"], [{"change": "changed", "path": ["K", "n"]}])
         self.assertIn("line 1", results[2]["msg"])
         self.assertEqual(self.values("first"), {"K": {"v": 1, "n": secret, "m": secret}})
-        # The other machines go on.
+        # The other machines continue.
         (self.folder / "first" / FILE).write_text("<plist><dict>")
         results = self.play(task)
         self.assertEqual([result.get("rc") for result, in results.values()], [5, None, None])

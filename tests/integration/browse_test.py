@@ -1,9 +1,9 @@
-"""The browser as a person meets it: the program in a terminal, its keys typed, its screen read.
+"""Tests the browser in a terminal: types keys and reads the screen.
 
 usage: browse_test.py [--write]
 
-A block of docs/orvikprefs.md that follows a line <!-- screen NAME --> is the picture of that name.
-With --write the blocks are renewed.
+A block of docs/orvikprefs.md after a line <!-- screen NAME --> is the picture of that name; --write
+updates these blocks.
 """
 import os
 import re
@@ -39,7 +39,7 @@ class BrowseTest(ProgramTest):
         return self.prefs(f"get {APP} {name}").rstrip("\n")
 
     def start(self, arguments, shown, columns=80, rows=24, variable=""):
-        """The program in a shell that says how it ended and whether the terminal still echoes."""
+        """Runs the program in a shell that then prints its status and whether the terminal still echoes."""
         self.terminal = Terminal(
             self, f"{variable} {shlex.quote(str(PROGRAMS))}/orvikprefs browse {arguments}; echo ended $?; "
             "stty -a | grep -q ' echo ' && echo sane; sleep 1000", columns, rows)
@@ -49,14 +49,14 @@ class BrowseTest(ProgramTest):
         self.terminal.play(*steps)
 
     def use_editor(self, script):
-        """A script of the shell plays the editor and its user."""
+        """Makes a shell script the editor."""
         editor = self.folder / "editor"
         editor.write_text("#!/bin/sh\n" + script)
         editor.chmod(0o755)
         self.environment["EDITOR"] = str(editor)
 
     def hold_lock(self):
-        """The record of the lock as this process would leave it."""
+        """Writes the lock record that this process would write."""
         process = os.path.basename(os.readlink("/proc/self/exe"))
         for value in ("lock 1 --int", f"process {process}", f"pid {os.getpid()} --int"):
             self.prefs(f"--scope user --domain com.orviktech.Registry.lock set '' {value}")
@@ -79,7 +79,7 @@ class BrowseTest(ProgramTest):
         for text, path in (("Other", " /Software/Other"), ("Vendor", " /Software/Vendor ")):
             rows = self.terminal.screen().split("\n")
             row = next(number for number, row in enumerate(rows) if text in row)
-            # A press and a release there, as a terminal reports them.
+            # A press and a release of the button there, as a terminal reports them.
             for button in " #":
                 self.terminal.tmux("send-keys", "-l", f"\x1b[M{button}&{chr(33 + row)}")
             self.play(("", path))
@@ -100,7 +100,7 @@ class BrowseTest(ProgramTest):
         self.assertEqual((self.stored("Count"), self.stored("s")), ("43", "new"))
 
     def test_shows_what_others_do_and_never_overwrites_it(self):
-        """A line is open, or a change waits, while another process changes the value, or removes it."""
+        """Another process changes or removes a value while its line is open or its change is unwritten."""
         self.start(f"{APP}/Path", f" /{APP}/Path")
         self.play(("e '/mine'", "string: /opt/app/mine"))
         self.write(APP, "Path", "/theirs")
@@ -211,7 +211,7 @@ class BrowseTest(ProgramTest):
         file = self.folder / "export.json"
         for answer in ("", " o"):
             self.terminal.type(f"x '{file}' Enter{answer}")
-            # The message of the first time still stands.
+            # The message of the first export is still shown.
             self.wait_for(lambda: file.exists() and file.read_text() == '"42"\n', "not exported")
             self.play(("", f"exported /{APP}/Count to"))
             file.write_text("other")
@@ -220,10 +220,10 @@ class BrowseTest(ProgramTest):
         self.write("Software/Long", "text", "long text " * 10_000)
         self.use_editor("sed -i 's/long/short/' \"$1\"\n")
         self.start("Software/Long/text", " /Software/Long/text")
-        # A line takes as much, pasted.
+        # A line accepts the same amount of pasted text.
         (self.folder / "paste").write_text("0123456789" * 10_000)
         self.play(("e", "short text long"))
-        # Left, as a terminal sends it whose keypad is off.
+        # The code of the Left key from a terminal in normal keypad mode.
         self.terminal.tmux("send-keys", "-H", "1b", "5b", "44")
         self.play(("a Enter", "name:"), ("'pasted' Enter", "string:"))
         self.terminal.tmux("load-buffer", self.folder / "paste")
@@ -231,7 +231,7 @@ class BrowseTest(ProgramTest):
         self.play(("", "123456789"), ("Home x Enter", "x0123456789"))
 
     def picture_with(self, text):
-        # A screen that is still being drawn holds the text, too.
+        # The text may be on the screen before the whole screen is drawn.
         self.terminal.shows(text)
         screen = ""
         while screen != (screen := self.terminal.screen()):
@@ -240,7 +240,7 @@ class BrowseTest(ProgramTest):
         return lines.replace(self.root, "").rstrip("\n") + "\n"
 
     def test_pictures_of_the_documents(self):
-        # As long as the one in the pictures, which show as much of a path as there is room for.
+        # A path of fixed length: the length decides how much of a path the pictures show.
         self.root = tempfile.mkdtemp(prefix="b", dir="/tmp")
         self.addCleanup(shutil.rmtree, self.root)
         self.environment.update(NO_COLOR="1", ORVIK_SYSTEM_ROOT=self.root)
@@ -255,7 +255,7 @@ class BrowseTest(ProgramTest):
         self.terminal.play(("", "1 conflict"))
         self.terminal.type("C")
         pictures["conflict"] = self.picture_with("theirs")
-        # Nothing is left to be kept in the folder that goes.
+        # Without changes the program keeps none in the folder, which is about to be removed.
         self.terminal.play(("t", "no conflicts"))
         self.terminal.type("q")
 

@@ -1,8 +1,8 @@
-"""Runs the commands that the documents show, as they are written.
+"""Runs the commands of the documents literally.
 
-- Every example of the manual page, and every command line of orvikprefs in a page of Markdown, runs on
-  a small store; it ends with a status that is not a failure.
-- A command in a table ends with one of the statuses that its row names.
+- Every example of the manual page and every command line of orvikprefs in a page of Markdown runs on
+  a small store and must not fail.
+- A command in a table must end with one of the statuses in its row.
 """
 import json
 import re
@@ -11,10 +11,10 @@ import unittest
 
 from programs import SOURCE, ProgramTest
 
-# Done, not found, something differs, something would change.
+# The statuses that are not failures: done, not found, different, would change.
 SOUND = {0, 2, 6, 8}
 STORE = {"Software": {"App": {"Path": "/opt", "Count": 4}, "Old": {}}}
-# Ends with a change, which another process makes.
+# watch ends after a change, so another process makes changes.
 WATCHING = """{ %s; } & while kill -0 $! 2>/dev/null; do
   orvikprefs -q set Software Tick $((tick += 1)) --int; done; wait $!"""
 
@@ -50,7 +50,7 @@ class CommandsTest(ProgramTest):
         ran = 0
         for document, command, statuses in commands():
             words = command.split("orvikprefs ", 1)[1].split()
-            # The browser is on a terminal alone, and tested there.
+            # The browser needs a terminal; browse_test.py tests it.
             if words[0] != "browse" and words != ["import"]:
                 with self.subTest(document, command=command):
                     done = self.run_line(command)

@@ -1,4 +1,4 @@
-"""The completion of orvikprefs in the shells: what it offers, with words of the program and of the store."""
+"""Tests the completion of orvikprefs in the shells: words of the program and of the store."""
 import os
 import pty
 import select
@@ -25,9 +25,9 @@ class CompletionTest(ProgramTest):
         return done.stdout
 
     def typed(self, shell, line):
-        """The output of a line typed into a shell with its completion, tabs included.
+        """Types a line with tabs into a shell with the completion. Returns the output of the line.
 
-        Each tab waits until the line editor has answered.
+        After each tab it waits for the answer of the line editor.
         """
         self.environment.update(TERM="dumb", PS1="", INPUTRC="/dev/null")
         options = ["--norc", "--noprofile", "-i"] if shell == "bash" else ["-f", "-i"]
@@ -97,7 +97,7 @@ class CompletionTest(ProgramTest):
                 self.assertEqual(set(found.splitlines()), offered)
 
     def test_shells_put_quoted_words_on_the_command_line(self):
-        """Through the line editors, which quote what is offered, with the store of the options before it."""
+        """The line editors quote the offered words, which come from the store that the options name."""
         image = self.folder / "image"
         image.mkdir()
         self.prefs(f"--root {image} set 'Image Key' n 'of the image'")
@@ -111,7 +111,7 @@ class CompletionTest(ProgramTest):
                     self.assertEqual(self.typed(shell, line), printed)
 
     def test_fish_completes_from_the_store(self):
-        """fish says itself what it would offer."""
+        """Asks fish itself for its offers."""
         self.need("fish")
         for line, offered in (("de", "delete\ndelete-key\n"),
                               ('tree "Software/My ', "Software/My Vendor/\n"),

@@ -1,15 +1,15 @@
 #!/usr/bin/env python3
-"""Checks the documents against the tree, and runs the commands that they show.
+"""Checks the documents against the tree and runs their commands.
 
 usage: documents_test.py SOURCE_FOLDER [WORK_FOLDER PREFIX]
 
-- Every link to a file of the tree leads to one, and to a heading that is there.
-- Every listing in C++ or CMake follows a line <!-- FILE --> and is that file, or a part of it.
+- Every link to a file of the tree leads to an existing file and heading.
+- Every listing in C++ or CMake follows a line <!-- FILE --> and is equal to that file or a part of it.
 - The pages of the library, and the installed headers, name only headers that are installed.
-- The page of the public headers says what they say.
-- With a prefix, the links of the installed documents lead to files there.
-- With a work folder, every shell block that follows a line <!-- run --> runs in a copy of the
-  examples on what is installed below PREFIX, and prints something.
+- The page of the public headers agrees with them.
+- With a prefix, the links of the installed documents lead to installed files.
+- With a work folder, every shell block after a line <!-- run --> runs in a copy of the examples with
+  the files installed below PREFIX, and must print something.
 """
 import pathlib
 import re

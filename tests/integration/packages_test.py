@@ -1,5 +1,5 @@
-"""The Debian packages, made from the build under test, and the example package, each installed below a
-folder of its own by the real package manager."""
+"""Makes the Debian packages from the build under test and the example package. The real package manager
+installs each below its own folder."""
 import os
 import shutil
 import subprocess
@@ -10,7 +10,7 @@ from programs import PROGRAMS, SOURCE, ProgramTest
 VERSION = os.environ["ORVIK_VERSION"]
 SOFTWARE = "Software/ORVIK Technologies/Pagewell Software"
 TAVLO = "Software/ORVIK Technologies/ORVIK Tavlo Software/Install Information"
-# Ends of the paths in a package, and beginnings of what it depends on.
+# For each package: how paths in it end, and how its dependencies begin.
 PACKAGES = {
     "orvik-postflight": (
         ["/usr/sbin/postflight", "/man8/postflight.8.gz"], ["libc6 (", "libicu", "libstdc++6 ("]),
@@ -60,7 +60,7 @@ class PackagesTest(PackageManagerTest):
         self.environment["SOURCE_DATE_EPOCH"] = "1700000000"
 
     def make(self, target, *settings):
-        """Makes packages in the folder, with more settings of cpack."""
+        """Makes packages in the folder with additional settings of cpack."""
         settings = ["CPACK_DEBIAN_COMPRESSION_TYPE=none", "CPACK_DEBIAN_DEBUGINFO_PACKAGE=OFF", *settings]
         options = [word for setting in settings for word in ("-D", setting)]
         self.must(self.run_command("cpack", "--config", PROGRAMS.parent / "CPackConfig.cmake", "-B",
@@ -96,7 +96,7 @@ class PackagesTest(PackageManagerTest):
 
     @unittest.skipUnless(os.geteuid() == 0, "dpkg gives the files to root")
     def test_upgrade_and_purge_keep_the_store(self):
-        """An earlier version writes a store, and is upgraded while its watch runs."""
+        """An earlier version writes a store and is upgraded while its `watch` runs."""
         program = self.root / "usr/bin/orvikprefs"
         for version in ("0.9.0", VERSION):
             folder = self.folder / version
@@ -110,7 +110,7 @@ class PackagesTest(PackageManagerTest):
                 self.addCleanup(watch.kill)
                 watch.stdout.readline()
         self.assertEqual(self.must(self.run_command(program, "get", "Software/Example", "Name")), "old\n")
-        # The watch of the version before sees what the new one writes.
+        # The `watch` of the earlier version sees a change by the new one.
         self.must(self.run_command(program, "set", "Software/Example", "Name", "new"))
         self.assertIn("new", watch.communicate(timeout=60)[0])
         store = self.must(self.run_command(program, "export"))
@@ -122,7 +122,7 @@ class PackagesTest(PackageManagerTest):
 class DebianPackageTest(PackageManagerTest):
     def setUp(self):
         super().setUp()
-        # The package's scripts find the root with no help of the environment.
+        # The package's scripts must find the root without the environment variable.
         self.packaging = dict(self.environment, PATH=f"{PROGRAMS}:/usr/sbin:/usr/bin:/sbin:/bin")
         del self.packaging["ORVIK_SYSTEM_ROOT"]
         for version in ("1.0", "2.0"):
@@ -142,7 +142,7 @@ class DebianPackageTest(PackageManagerTest):
                                 "-f=${db:Status-Status} ${Version}", "orvik-pagewell-example").stdout
 
     def expect(self, state, version):
-        """The state of the package, and the version that the store names."""
+        """Checks the state of the package and the version in the store."""
         self.assertEqual(self.state(), state)
         folder = f"/opt/orvik-pagewell/{version}/\n"
         for key in (SOFTWARE + "/Install Information", TAVLO):
@@ -173,7 +173,7 @@ class DebianPackageTest(PackageManagerTest):
 
     def test_a_failed_configuration_is_tried_again(self):
         self.must(self.install("1.0"))
-        # A store that cannot be written: the tool says so, and dpkg knows.
+        # The store cannot be written: the tool reports it, and dpkg fails.
         self.file.rename(self.folder / "aside")
         self.file.mkdir()
         failed = self.install("2.0")

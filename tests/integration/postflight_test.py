@@ -1,4 +1,4 @@
-"""The postflight program, run from outside as the installer runs it."""
+"""Runs the postflight program as the installer does."""
 import plistlib
 import shutil
 import unittest
@@ -24,7 +24,7 @@ class PostflightTest(ProgramTest):
         return done
 
     def expect_recorded(self, destination, logging=0, has_receipt=False):
-        """The file that the program should leave, as plistlib reads it."""
+        """The expected file, as plistlib reads it."""
         path = {"PagewellExePath": destination}
         information = dict(path, **{"Additional Tools": destination + "Additional Tools",
                                     "Pagewell Version": "10.7.154.0"})
@@ -90,12 +90,12 @@ class PostflightTest(ProgramTest):
         self.expect_recorded("/A/", 12)
 
     def test_a_strict_run_tells_the_truth(self):
-        """With ORVIK_STRICT=1 the exit status says whether everything is on disk; else nothing changes."""
+        """Only with ORVIK_STRICT=1 does the exit status tell whether everything is on disk."""
         for strict, script, status, missing in (
                 (1, 'exec "$@"', 0, 0),
                 (1, 'mkdir -p "$0"; exec "$@"', 1, 6),
                 (0, 'mkdir -p "$0"; exec "$@"', 1, 0),
-                # Room for all but the last, in blocks of 1,024 bytes.
+                # The limit, in blocks of 1,024 bytes, leaves room for all values but the last.
                 (1, 'ulimit -f 1; exec "$@"', 1, 1)):
             with self.subTest((script, strict)):
                 shutil.rmtree(self.root / "Users", ignore_errors=True)

@@ -1,4 +1,4 @@
-"""The programs of the build from outside, each test in a folder of its own.
+"""Helpers for tests that run the programs of the build, each test in its own folder.
 
 The environment may name the folder of the programs (ORVIK_PROGRAMS) and that of the tests' files
 (ORVIK_TEST_FOLDER).
@@ -44,7 +44,7 @@ class ProgramTest(unittest.TestCase):
         return subprocess.run([str(word) for word in command], **options)
 
     def prefs(self, line):
-        """The output of orvikprefs, which must succeed, for the words of a command line."""
+        """Runs orvikprefs with a command line; it must succeed. Returns its output."""
         done = self.run_command("orvikprefs", *shlex.split(line))
         self.assertEqual(done.returncode, 0, f"{line}: {done.stderr}")
         return done.stdout
@@ -59,13 +59,13 @@ class ProgramTest(unittest.TestCase):
 
 
 class Terminal:
-    """A program in a terminal of tmux: its keys typed, its screen read."""
+    """Runs a program in a terminal of tmux, types keys and reads the screen."""
 
     def __init__(self, test, command, columns=80, rows=24):
         self.test = test
-        # A server that was asked to end may still be there when the next one starts.
+        # A new socket for each server: an earlier one may still be ending.
         self.socket = tempfile.mktemp(prefix="t", dir=test.folder)
-        # The shell is named: the account that runs the tests may have none.
+        # The account that runs the tests may have no shell.
         self.environment = dict(test.environment, SHELL="/bin/sh")
         self.tmux("new-session", "-d", "-x", columns, "-y", rows, command)
         test.addCleanup(self.end)
@@ -79,32 +79,32 @@ class Terminal:
         return self.tmux("capture-pane", "-p")
 
     def shows(self, text):
-        """Waits for the text; a blank of it may be the end of a line."""
+        """Waits for the text; a blank in it may be a line break on the screen."""
         self.test.wait_for(lambda: text in (screen := self.screen()) or
                            text in screen.replace("\n", " "),
                            lambda: f"no {text!r} in\n{self.screen()}")
 
     def type(self, keys):
-        """Types keys, by their names in tmux and parted by blanks, and 'text' in quotes."""
+        """Types keys, given by their names in tmux with blanks between them, and 'text' in quotes."""
         for quoted, key in re.findall(r"('[^']*')|(\S+)", keys):
             self.tmux("send-keys", *(["-l", quoted[1:-1]] if quoted else [key]))
 
     def play(self, *steps):
-        """For each pair types the keys, then waits until the screen shows the text."""
+        """For each pair types the keys and waits for the text."""
         for keys, shown in steps:
             self.type(keys)
             self.shows(shown)
 
     def program(self):
-        """The process that the shell of the terminal has started; None when there is none."""
+        """The process that the terminal's shell has started, or None."""
         shell = self.tmux("display-message", "-p", "#{pane_pid}").strip() or "none"
         found = subprocess.run(["pgrep", "-P", shell], capture_output=True, text=True, check=False)
         return int(found.stdout.split()[0]) if found.stdout else None
 
     def end(self):
-        """Waits for the program, which may still have changes to keep in a folder of the test."""
+        """Waits for the end of the program, which may first save changes in the test's folder."""
         program = self.program()
         self.tmux("kill-server")
-        # A process that has ended has no command line, even if nobody has waited for it.
+        # The command line of an ended process is empty even before its parent has waited for it.
         command = pathlib.Path(f"/proc/{program}/cmdline")
         self.test.wait_for(lambda: not command.exists() or not command.read_bytes(), "it runs on")

@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""Compares what the shared libraries export with the headers that promise it, and with the release
-before.
+"""Compares the symbols of the shared libraries with the headers that promise them and with the last
+release.
 
 usage: symbols_test.py SOURCE_FOLDER LIBRARY_FOLDER [--write]
 
-A header whose namespace is visible (CONTRIBUTING.md) promises what it declares. Everything that a
-library exports must belong to namespace orvik and have its name in such a header of the same layer.
-Weak symbols (inline functions, type information) are left out: a compiler emits them or not.
+A header whose namespace is visible (CONTRIBUTING.md) promises its declarations. Every exported symbol
+must belong to namespace orvik and have its name in such a header of the same layer. Weak symbols
+(inline functions, type information) are not compared: whether they exist depends on the compiler.
 
-packaging/symbols/ lists what the last release exported of the installed headers, in one file for
-each library and SOVERSION. A name that is gone needs a new SOVERSION: programs that were built on
-the release would not start. A release writes the lists anew with --write.
+packaging/symbols/ lists the symbols of the installed headers in the last release, in one file for
+each library and SOVERSION. A removed name needs a new SOVERSION, because programs built with the
+release would not start. For a release, --write writes the lists again.
 """
 import pathlib
 import re
@@ -48,8 +48,8 @@ def installed_headers(source):
 
 
 def names_for_programs(source, headers, layer, library):
-    """What the library exports of the layer's installed headers, and the templates that programs do
-    not make themselves."""
+    """The exported names that the layer's installed headers contain, and those of the templates that
+    programs do not instantiate."""
     words = set(re.findall(r"\w+", " ".join((source / header).read_text() for header in headers
                                             if header.startswith(layer + "/"))))
     names = {name for name in exported_names(library)
