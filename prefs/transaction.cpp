@@ -103,7 +103,7 @@ PrefStatus MergeEntries(FileDomainStore& store, const KeyPath& path, const plist
   return PrefStatus::Ok();
 }
 
-// A domain without a file holds no entries: an empty domain needs none to be made.
+// A domain without a file already has no entries, so no file is made for an empty domain.
 bool IsNothingForDomain(const KeyPath& path, const plist::Value& entries) {
   return path.empty() && entries.is_dictionary() && entries.count() == 0;
 }

@@ -70,7 +70,7 @@ TEST_F(InstallInformationTest, FindsWhatCouldNotBeWritten) {
   fs::remove(file_);
   const fs::path lock = file_.parent_path() / ".orvik.lock";
   for (const fs::path& obstacle : {file_, lock}) {
-    // Another value is there because the new one could not be written.
+    // The old value remains because the new one cannot be written.
     if (obstacle == lock) {
       WritePreferenceString(kSharedScope, u"Software/ORVIK Technologies/Glyphra", u"GlyphraPath",
                             u"/old", kDomain);

@@ -120,7 +120,7 @@ class LoginWindowPlistTest : public LogTest {
     Log();
   }
 
-  // The list as another reader finds it after the root was written.
+  // The list that another reader finds after the root was written.
   std::string Written() {
     file_->setpFormat(100);
     EXPECT_EQ(file_->write(), YES);

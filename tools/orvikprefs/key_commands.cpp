@@ -79,7 +79,7 @@ int CopyOrRename(const Context& context, const CommandLine& line, const char* do
   if (status.error == PrefError::kConditionNotMet) {
     return context.Fail(kConditionNotMet, to->text + " already exists; --replace replaces it");
   }
-  // The first step looks for the old key; what a later one does not find is its entry.
+  // The first step requires the old key; a later kNotFound means that it has no such entry.
   const bool at_source = status.step == 0 || status.error == PrefError::kNotFound;
   if (!status.ok()) {
     return context.Fail(status, status.step > 0 && !at_source ? to->text : from->text, !at_source);

@@ -367,8 +367,8 @@ class Store:
 
     def read(self, entry):
         key, name, names = names_of(entry["key"]), entry["name"], entry["names"]
-        # The path of a value is not a key, and export finds no value; a date would pass for a tree.
-        # A name at the end of the path is this very name, not an element of an array.
+        # export finds no value; get would, and a date would look like a tree. A name at the end of the
+        # path is always a name, never an element of an array.
         words = ["export", "--format", "json"] if name is None else ["get", "--format", "json"]
         path = key if name is None else key + [name]
         status, value = self.run(words + ["--", json.dumps(path)], (0, 2))
