@@ -63,7 +63,7 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"add-element Software/Vendor/App Count 1\n", 6, "the value is not an array"},
       {"set K n 1 2\n", 1, "line 1, column 11 (byte 10): unexpected text after the last word"},
       {"set K n'm 1\n", 1, "needs double quotes"},
-      {"set [\"K\", 5] n 1\n", 1, "a KEY in brackets holds names alone"},
+      {"set [\"K\", 5] n 1\n", 1, "a KEY in brackets must contain only names"},
       {"merge K [1]\n", 1, "needs an object"},
       {"delete-key \"\"\n", 1, "needs a key below the domain"},
       {"frob K\n", 1, "line 1, column 1 (byte 0): \"frob\" is not a command of scripts"},

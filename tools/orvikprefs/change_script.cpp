@@ -216,7 +216,9 @@ class LineReader {
     Value list;
     if (!ReadValue(list)) return false;
     const std::optional<KeyPath> names = KeyOfNames(list);
-    if (!names) return Fail("a KEY in brackets holds names alone, each in double quotes", begin);
+    if (!names) {
+      return Fail("a KEY in brackets must contain only names, each in double quotes", begin);
+    }
     key = *names;
     return true;
   }

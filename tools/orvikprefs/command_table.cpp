@@ -111,7 +111,7 @@ constexpr Option kRepairOptions[] = {
 constexpr Option kImportOptions[] = {
     {"--replace", 0, Word::kFlag, "", "make the key equal to the file: remove other entries"},
     {"--replace-key", 0, Word::kFlag, "", "replace keys with values, and values with keys"},
-    {"--dry-run", 'n', Word::kFlag, "", "change nothing, print what would differ"},
+    {"--dry-run", 'n', Word::kFlag, "", "change nothing, print the differences"},
     kBackup,
 };
 constexpr Option kDiffOptions[] = {

@@ -18,11 +18,11 @@ namespace orvik::prefstool {
 
 namespace {
 
-// The end of the message about a lock that was not obtained. Looked up after the wait: the holder
-// may be gone by then.
+// The end of the message about a lock that was not obtained. The holder is looked up after the wait
+// and may have ended by then.
 std::string WhoHoldsTheLock(const Context& context) {
   const LockHolder holder = FindHolder(context);
-  if (holder.is_unknown()) return " (who holds it is not known: no permission)";
+  if (holder.is_unknown()) return " (the holder is not known: no permission)";
   return holder.is_held() ? ": " + Describe(holder) : " (it is free now)";
 }
 

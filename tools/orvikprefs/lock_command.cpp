@@ -105,7 +105,8 @@ int ShowFreed(const Context& context) {
     return context.Fail(
         kLockNotObtained,
         std::string("lock: ") + (has_record ? "the record is free, but " : "") +
-            "a process holds the kernel's lock, which only ends with it: " + Describe(holder));
+            "a process holds the kernel's lock, which ends only with that process: " +
+            Describe(holder));
   }
   if (holder.is_unknown()) {
     return FailUnknown(context, holder,

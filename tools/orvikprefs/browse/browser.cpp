@@ -37,7 +37,7 @@ Browser::Browser(Terminal& terminal, int scope, CAtlString domain,
 // Also called while a dialog waits, so it must not open a dialog.
 void Browser::Background() {
   if (model_->Refresh() && !model_->conflicts().empty()) {
-    Report("another process changed what you changed: C shows the conflicts");
+    Report("another process changed the same values: C shows the conflicts");
   }
   screen_.Draw(*model_, false);
 }
@@ -50,7 +50,7 @@ void Browser::Run() {
     if (model_->Refresh()) {
       Report(model_->conflicts().empty()
                  ? "changed by another process"
-                 : "another process changed what you changed: C shows the conflicts");
+                 : "another process changed the same values: C shows the conflicts");
     }
     screen_.Draw(*model_);
     terminal_.Show();

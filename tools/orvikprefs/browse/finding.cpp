@@ -66,8 +66,9 @@ std::string Browser::FilterWhileTyping() {
     return "";
   };
   if (!dialogs_.Ask({"filter", before, check})) model_->SetFilter(before);
-  return model_->filter().empty() ? ""
-                                  : "only what has \"" + Escaped(model_->filter()) + "\" is shown";
+  return model_->filter().empty()
+             ? ""
+             : "only entries with \"" + Escaped(model_->filter()) + "\" are shown";
 }
 
 std::string Browser::NextChanged(int step) {

@@ -110,7 +110,7 @@ std::string Browser::Apply() {
     return Counted(count, "change", "changes") + " written";
   }
   if (!model_->conflicts().empty()) {
-    return "nothing is written: another process changed what you changed; C shows the conflicts";
+    return "nothing is written: another process changed the same values; C shows the conflicts";
   }
   if (is_cancelled) return "nothing is written: cancelled; the changes wait";
   if (status.error != PrefError::kLockNotObtained) {
@@ -205,7 +205,7 @@ std::string Browser::ShowConflicts() {
     const std::size_t version = model_->version();
     int key = 0;
     const std::optional<int> row =
-        dialogs_.Choose({"Another process changed what you changed", Rows::Of(std::move(rows)),
+        dialogs_.Choose({"Another process changed the same values", Rows::Of(std::move(rows)),
                          "m take mine  t take theirs  Esc later", "mt",
                          [&] { return model_->version() == version; }},
                         row_of_selected, &key);
