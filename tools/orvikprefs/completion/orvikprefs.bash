@@ -1,6 +1,6 @@
-# Completion of orvikprefs(1) for bash. The program itself knows what may follow.
+# Completion of orvikprefs(1) for bash. The program itself computes the offers.
 
-# A word of the command line without its quotes, in REPLY.
+# Stores a word of the command line without its quotes in REPLY.
 _orvikprefs_unquote() {
   local word=$1 quote="" at char
   REPLY=""

@@ -1,8 +1,8 @@
-# Completion of orvikprefs(1) for fish. The program itself knows what may follow.
+# Completion of orvikprefs(1) for fish. The program itself computes the offers.
 
 function __orvikprefs_complete
     set -l words (commandline -opc)
-    # The unfinished word without its quotes.
+    # The incomplete word without its quotes.
     set -l current (commandline -ct | string replace -r -- '^["\']' '' | string unescape)
     set -l program $words[1]
     set -e words[1]
@@ -11,7 +11,7 @@ function __orvikprefs_complete
         __fish_complete_path "$current"
         return
     end
-    # The values of "--scope=" are offered with it.
+    # Offers of values for "--scope=" include this prefix.
     set -l before (string match -r -- '^--[^=]*=' "$current")
     for candidate in $found[2..-1]
         printf '%s\n' "$before$candidate"
