@@ -13,7 +13,7 @@
 
 namespace orvik {
 
-// Copying and moving one file or folder, into a trash or elsewhere.
+// Copies and moves.
 
 // CopyFile of windows_files.h: 0 or an errno, ECANCELED when the monitor stopped it. `side`
 // receives the side of an error. `side` and `monitor` may be null.

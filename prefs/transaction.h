@@ -118,8 +118,8 @@ class Transaction {
   void WaitAtMost(std::optional<std::chrono::milliseconds> wait) { wait_ = wait; }
 
   // Makes the changes and saves them. ok() means that they are on disk; if nothing changes, nothing
-  // is written. May be called again and then does everything anew. `result`, unless null, receives
-  // the domain before and after; a failure does not change it.
+  // is written. May be called again and then repeats all steps. `result`, unless null, receives the
+  // domain before and after; a failure does not change it.
   PrefStatus Commit(IfDamaged if_damaged = IfDamaged::kFail,
                     TransactionResult* result = nullptr) const;
   // Makes the changes in memory only: takes no lock and touches no file. Returns the status that

@@ -1,6 +1,5 @@
 // Formats and their arguments, with types.
 //
-// Every Format-like function takes its format and arguments through these. An argument is an
 // Every Format-like function takes its format and arguments through these types. An argument is an
 // integer, a character, a floating-point number, a text (a string of this library, a
 // zero-terminated array, a standard string or a view), a platform object or another pointer; other

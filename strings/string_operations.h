@@ -258,7 +258,7 @@ class StringOperations : public StringBuffer<Units> {
   // ---- Formatting ----
 
   // Replaces the content by the formatted text, or appends it. The arguments come with their types
-  // (strings/format_text.h): "%s" and "%S" take wide and narrow text alike, "%@" a platform object;
+  // (strings/format_text.h): "%s" and "%S" take wide and narrow text, "%@" takes a platform object;
   // the rest is as in printf. The arguments may be this string itself. The string stays as it is
   // when the format is invalid, when the result would be longer than kMaximumFormattedLength units
   // and, in a narrow string, when the result has characters that Mac OS Roman lacks.

@@ -58,7 +58,7 @@ class Delimiters {
 // A range of views into the text, which must outlive the range and stay unchanged until then. Empty
 // tokens are left out.
 //
-// Each begin() starts anew. Threads may share a range.
+// Each begin() starts at the beginning of the text. Threads may share a range.
 template <typename Units>
 class TokenRange {
   using Unit = typename Units::Unit;

@@ -95,8 +95,8 @@ int WCA32toUCA(const wchar_t* source, char16_t* target, int n);
 
 // printf and scanf over UTF-16 arrays.
 //
-// Arguments come with their types (strings/format_text.h): "%s" and "%S" take wide and narrow text
-// alike, "%@" a platform object; the rest is as in printf. In a va_list the format decides the
+// Arguments come with their types (strings/format_text.h): "%s" and "%S" take wide and narrow
+// text, "%@" takes a platform object; the rest is as in printf. In a va_list the format decides the
 // types: "%S" takes a char16_t array and "%s" zero-terminated 8-bit text. An invalid format and a
 // result longer than kMaximumFormattedLength units give -1 and write nothing.
 
