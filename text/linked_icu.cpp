@@ -1,11 +1,11 @@
 // ICU for programs without shared libraries. The part of the static library that holds this file is
-// linked only into programs that ask for its symbol: -Wl,-u,orvik_linked_icu. All functions that
-// the libraries call become parts of the program then, with the data of ICU.
+// linked only into programs that ask for its symbol: -Wl,-u,orvik_linked_icu. Such a program
+// contains all functions that the libraries call, and the data of ICU.
 #include <cstring>
 
 #include "text/unicode_library.h"
 
-// The function of that name, or null.
+// Returns the function `name`, or null.
 extern "C" void* orvik_linked_icu(const char* name) {
   struct Row {
     const char* name;

@@ -4,7 +4,7 @@
 // Each function is looked up by name when it is first called, so that a program starts without ICU,
 // whose loading takes longer than most commands. Later calls go through a pointer. Several threads
 // may make the first call at once. A program that cannot load ICU ends with status 127 and a
-// message. A program without shared libraries cannot load any: it links ICU (linked_icu.cpp).
+// message. A program without shared libraries links ICU instead (linked_icu.cpp).
 //
 // Only the C interface of ICU can be found in this way. All calls of ICU go through this header;
 // tests/integration/unicode_library_test.sh checks that.
@@ -67,7 +67,7 @@ class LateFunction<Result(Parameters...)> {
   const char* name_;
 };
 
-// What the libraries call, by the library of ICU that has it.
+// The functions that the libraries call, by the library of ICU to which they belong.
 #define ORVIK_ICU_FUNCTIONS(COMMON, INTERNATIONAL) \
   COMMON(UCNV_FROM_U_CALLBACK_STOP)                \
   COMMON(UCNV_TO_U_CALLBACK_STOP)                  \
