@@ -79,9 +79,12 @@ PrefStatus PutKeyEntries(FileDomainStore& store, const KeyPath& path, const plis
 PrefStatus MergeEntries(FileDomainStore& store, const KeyPath& path, const plist::Value& entries,
                         ReplaceKeys replace) {
   PrefStatus present = FindDictionary(store, path).status;
-  if (present.error == PrefError::kNotAKey && replace == ReplaceKeys::kYes) {
+  if (present.error == PrefError::kNotAKey) {
     // The value may have the key's own name; a value above it stays.
-    return PutKey(store, path, entries);
+    if (!FindValueIn(store, path.Parent(), path.name(path.count())).ok()) return present;
+    return replace == ReplaceKeys::kYes
+               ? PutKey(store, path, entries)
+               : PrefStatus{.error = PrefError::kIsAValue, .path = present.path};
   }
   if (!present.ok()) {
     return present.error == PrefError::kNotFound ? PutKeyEntries(store, path, entries) : present;

@@ -65,6 +65,7 @@ TEST_F(TransactionTest, AFailureAnywhereLeavesTheFile) {
        [](T t) { t.Update(u"A", u"s", [](const Value&) { return Value(); }); }},
       {"a key of no dictionary", kNotSerializable, [](T t) { t.ReplaceKey(u"A", 1); }},
       {"a merge of no dictionary", kNotSerializable, [](T t) { t.Merge(u"A", 1); }},
+      {"a merge into a value", kIsAValue, [](T t) { t.Merge(u"A/s", Dictionary(u"s", 1)); }},
       {"a merge below a value", kNotAKey, [](T t) { t.Merge(u"top/A", Dictionary(u"s", 1)); }},
       {"a key below a value", kNotAKey, [](T t) { t.MakeKey(u"top/A"); }},
       {"a merge over a value", kIsAValue,

@@ -48,7 +48,8 @@ TEST_F(ApplyTest, AppliesScripts) {
       {"delete-key Software/Vendor/App/Count\n", 6, "line 1"},
       {"merge \"\" {\"Software\": 1}\n", 6,
        "a key has this name: \"Software\"; --replace-key before the KEY replaces it"},
-      {"replace Software/Vendor/App/Count {}\n", 3,
+      {"replace Software/Vendor/App/Count {}\n", 6, "a value has this name: \"Software/"},
+      {"replace --replace-key Software/Vendor/App/Count/x {}\n", 3,
        "the key path leads through a value, not a key"},
       {"set K n\n", 1, "line 1, column 8 (byte 7): a value is expected"},
       {"\nset K n tru\n", 1, "line 2, column 9 (byte 9): this is not a JSON value"},
@@ -202,7 +203,9 @@ TEST_F(ApplyTest, KeysAndValuesGiveWayOnlyWhenAsked) {
   Out("apply " + given_);
   EXPECT_EQ(Out("tree"), "K/n/b\tinteger\t1\n");
   WriteFile(given_, "{\"d\": 3}");
-  Fails("import --replace " + given_ + " K/n/b", 3, "leads through a value");
+  for (const std::string option : {" --replace", ""}) {
+    Fails("import " + given_ + " K/n/b" + option, 6, "\"K/n/b\"; --replace-key replaces it");
+  }
   Out("import --replace --replace-key " + given_ + " K/n/b");
   EXPECT_EQ(Out("tree"), "K/n/b/d\tinteger\t3\n");
   Fails("import --replace --replace-key " + given_ + " K/n/b/d/e", 3, "leads through a value");

@@ -41,13 +41,13 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& b
   }
 }
 
-// With kYes a value of the key's name is replaced, too; the top of a domain is always a key.
+// The top of a domain is always a key.
 void ReplaceKey(Transaction& transaction, const KeyPath& key, const Value& entries,
                 ReplaceKeys replace) {
-  if (replace == ReplaceKeys::kYes && !key.empty()) {
-    transaction.Set(key.Parent(), key.name(key.count()), entries, replace);
+  if (key.empty()) {
+    transaction.ReplaceDomain(entries);
   } else {
-    transaction.ReplaceKey(key, entries);
+    transaction.Set(key.Parent(), key.name(key.count()), entries, replace);
   }
 }
 

@@ -39,7 +39,8 @@ void AddTreeChanges(Transaction& transaction, const KeyPath& key, const Value& b
                     const Value& after);
 
 // Makes these entries the only content of the key. With kYes a value of the key's name is replaced,
-// too; otherwise, and for a value above the key, the transaction fails with kNotAKey.
+// too; otherwise the transaction fails with kIsAValue. For a value above the key it fails with
+// kNotAKey.
 void ReplaceKey(Transaction& transaction, const KeyPath& key, const Value& entries,
                 ReplaceKeys replace);
 
