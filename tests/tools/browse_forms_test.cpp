@@ -120,6 +120,7 @@ TEST(BrowseValueForm, ConvertsBetweenTypes) {
       {"true", Type::kInteger, "1"},    {"true", Type::kString, "\"true\""},
       {"1", Type::kBoolean, "true"},    {R"({"$data":"AP8="})", Type::kString, "\"AP8=\""},
       {"7", Type::kArray, "[7]"},       {"7", Type::kInteger, "7"},
+      {"true", Type::kData, "(none)"},  {"1234", Type::kData, "(none)"},
   };
   for (const auto& [from, type, to] : cases) {
     const Value value = Converted(Json(from), type);

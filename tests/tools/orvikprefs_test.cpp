@@ -440,7 +440,9 @@ TEST_F(OrvikPrefsTest, SaysWhereTheFilesAre) {
   const std::string folder = File().parent_path();
   EXPECT_TRUE(Out("domains").starts_with("a.b\t" + folder + "/a.b.plist\t"));
   EXPECT_EQ(std::count(out_.begin(), out_.end(), '\n'), 2);
+  WriteFile(folder + "/.plist", "{}");  // of no domain
   EXPECT_TRUE(Contains(Out("domains --scope 2 --json"), "\"domain\": \"hidden\""));
+  EXPECT_EQ(out_.find("\"plist\""), std::string::npos) << out_;
   WriteFile(folder + "/not a\\domain.plist", "");
   fs::create_directory(folder + "/closed");
   fs::permissions(folder + "/closed", fs::perms::none);

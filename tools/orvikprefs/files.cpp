@@ -117,8 +117,8 @@ DomainFiles DomainsOf(int scope) {
   host::TreeWalk walk;
   const auto list = [&](const dirent& entry, mode_t) {
     const std::string name = walk.path() + entry.d_name;
-    if (!name.ends_with(kEnding) || name.ends_with(kLockEnding) ||
-        name.starts_with('.') != !dot.empty()) {
+    if (name.size() <= dot.size() + kEnding.size() || !name.ends_with(kEnding) ||
+        name.ends_with(kLockEnding) || name.starts_with('.') != !dot.empty()) {
       return 0;
     }
     const std::string domain = name.substr(dot.size(), name.size() - dot.size() - kEnding.size());

@@ -160,6 +160,8 @@ void AddValue(std::vector<std::string>& lines, const Value& value, int columns) 
 Value Converted(const Value& value, Type type) {
   if (value.type() == type) return value;
   if (type == Type::kArray) return Value::Array({value});
+  // "true" and 1234 would pass for Base64.
+  if (type == Type::kData && value.type() != Type::kString) return {};
   std::string text = ValueText(value);
   const bool to_number = type == Type::kInteger || type == Type::kReal;
   if (to_number && value.type() == Type::kBoolean) text = value.boolean() ? "1" : "0";

@@ -20,7 +20,7 @@ std::optional<std::string> LineOf(const Value& value);
 
 // The value converted to the type: a number or a boolean to the same number if possible, other
 // values by their text (values.h); for an array the value becomes its only element. No value when
-// the text is not valid in the type.
+// the text is not valid in the type. Only strings are converted to data.
 Value Converted(const Value& value, Type type);
 
 // Parses the line as a value of the type, like ParseValue; data is hexadecimal digits with or
