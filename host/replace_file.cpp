@@ -188,16 +188,6 @@ int MakeNew(const std::string& path, std::string_view content) {
   return file.CommitAsNew();
 }
 
-int WriteInto(const std::string& path, std::string_view content) {
-  Descriptor file = OpenForOutput(path, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file) return errno;
-  struct stat attributes;
-  if (fstat(file.get(), &attributes) != 0) return errno;
-  if (const int refusal = RefusalOf(attributes.st_mode)) return refusal;
-  if (const int error = WriteAll(file.get(), content)) return error;
-  return file.Close() ? 0 : errno;
-}
-
 // Whether the file, opened with O_NONBLOCK, may be written in place: 0, or an errno. Makes the
 // descriptor blocking again.
 int ReadyForOutput(int file, const FilePlace& place, int flags) {
@@ -324,9 +314,8 @@ ReplaceResult SupersedeFile(const FilePlace& place, std::string_view content) {
 ReplaceResult ReplaceFile(const std::string& path, std::string_view content,
                           const ReplaceOptions& options) {
   ReplaceResult result;
-  if (options.present != Present::kReplace) {
-    result.error =
-        options.present == Present::kRefuse ? MakeNew(path, content) : WriteInto(path, content);
+  if (options.present == Present::kRefuse) {
+    result.error = MakeNew(path, content);
     result.wrote = result.error == 0;
     return result;
   }

@@ -77,14 +77,12 @@ enum class ReadOnly {
 
 // What to do with an existing file.
 enum class Present {
-  kReplace,    // a new file takes the name
-  kRefuse,     // EEXIST
-  kWriteInto,  // truncated and written: keeps all of its properties and hard links, and may have
-               // only a part after a failure; only if MayWriteInto (trust.h) allows it
+  kReplace,  // a new file takes the name
+  kRefuse,   // EEXIST
 };
 
 struct ReplaceOptions {
-  Flush flush = Flush::kToDisk;  // kNone with kRefuse and kWriteInto
+  Flush flush = Flush::kToDisk;  // kNone with kRefuse
   Present present = Present::kReplace;
   ReadOnly read_only = ReadOnly::kRefuse;
 };

@@ -63,12 +63,10 @@ struct Writer {
   bool keeps_existing = false;  // accepts any existing entry and does nothing
 };
 
-constexpr host::ReplaceOptions kInPlace{.present = host::Present::kWriteInto};
 using Files = CFileManipulator;
 using Streams = CStreamFactory;
 const Writer kWriters[] = {
     {"replacement", [](Path path) { return host::ReplaceFile(path, "new").error == 0; }},
-    {"in place", [](Path path) { return host::ReplaceFile(path, "new", kInPlace).error == 0; }},
     {"replacement piece by piece", WritePieces},
     {"handle", WriteHandle},
     {"export", Export},
