@@ -107,7 +107,7 @@ ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
   if (ArmedPlan() == nullptr || file <= STDERR_FILENO) return next(file, bytes, count, offset...);
   const Verdict verdict = Judge(Call::kWrite);
   if (verdict.error != 0) return errno = verdict.error, -1;
-  if (!verdict.short_write) return Noted(next(file, bytes, count, offset...));
+  if (!verdict.is_short) return Noted(next(file, bytes, count, offset...));
   const ssize_t done = next(file, bytes, (count + 1) / 2, offset...);
   if (ArmedPlan()->fault == Fault::kKill) kill(getpid(), SIGKILL);
   return done;
@@ -115,8 +115,13 @@ ssize_t PassWrite(const char* symbol, int file, const void* bytes, size_t count,
 
 template <Call call = Call::kRead, typename... Arguments>
 ssize_t PassRead(const char* symbol, int file, void* bytes, size_t count, Arguments... offset) {
-  if (ArmedPlan() != nullptr && Fails(call)) return -1;
-  return Next<ssize_t(int, void*, size_t, Arguments...)>(symbol)(file, bytes, count, offset...);
+  const Verdict verdict = Judge(call);
+  if (verdict.error != 0) return errno = verdict.error, -1;
+  const ssize_t done =
+      Next<ssize_t(int, void*, size_t, Arguments...)>(symbol)(file, bytes, count, offset...);
+  const ssize_t rest = verdict.is_short && done > 0 ? done / 2 : 0;
+  const bool is_at_position = sizeof...(offset) == 0;
+  return rest != 0 && is_at_position && lseek(file, -rest, SEEK_CUR) < 0 ? done : done - rest;
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ int ErrorOf(Fault fault, Call call) {
                      call == Call::kLock
                  ? EINTR
                  : 0;
-    case Fault::kShortWrite:
+    case Fault::kShort:
     case Fault::kNoMemory:
     case Fault::kKill:
     case Fault::kPowerLoss:
@@ -54,7 +54,7 @@ int ErrorOf(Fault fault, Call call) {
 }
 
 bool CanHit(Fault fault, Call call) {
-  if (fault == Fault::kShortWrite) return call == Call::kWrite;
+  if (fault == Fault::kShort) return call == Call::kRead || call == Call::kWrite;
   if (fault == Fault::kKill) {
     return call != Call::kOpen && call != Call::kRead && call != Call::kList &&
            call != Call::kClose;
@@ -97,7 +97,7 @@ Verdict Judge(Call call) {
   state.report = {true, call};
   const Fault fault = state.plan->fault;
   if (fault == Fault::kKill && call != Call::kWrite) kill(getpid(), SIGKILL);
-  const bool halves = fault == Fault::kShortWrite || fault == Fault::kKill;
+  const bool halves = fault == Fault::kShort || fault == Fault::kKill;
   const int error = ErrorOf(fault, call);
   return {error != 0 && state.plan->error != 0 ? state.plan->error : error, halves};
 }

@@ -15,7 +15,7 @@ enum class Fault {
   kScarcity,     // fails because room, descriptors or locks are exhausted
   kFullVolume,   // this and every later call that needs room fails with ENOSPC
   kStale,        // this and every later call that reaches a file fails with ESTALE
-  kShortWrite,   // a write writes half of its bytes
+  kShort,        // a read or write moves half of its bytes
   kInterrupted,  // fails with EINTR, as after a signal
   kNoMemory,     // std::bad_alloc or null
   kKill,         // SIGKILL; a write has written half of its bytes
@@ -68,7 +68,7 @@ FaultReport Disarm();
 
 struct Verdict {
   int error = 0;  // the errno of the call
-  bool short_write = false;
+  bool is_short = false;
 };
 Verdict Judge(Call call);
 bool AllocationFails();

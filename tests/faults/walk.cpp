@@ -37,7 +37,7 @@ constexpr FaultName kFaults[] = {
     {Fault::kInputOutput, "EIO"},
     {Fault::kScarcity, "scarcity"},
     {Fault::kFullVolume, "full volume"},
-    {Fault::kShortWrite, "short write"},
+    {Fault::kShort, "short read or write"},
     {Fault::kInterrupted, "EINTR"},
     {Fault::kNoMemory, "no memory"},
     {Fault::kKill, "kill"},
