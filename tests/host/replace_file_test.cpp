@@ -306,32 +306,34 @@ TEST_F(KeepBesideTest, RestoresAFileThatWasNotReplaced) {
 
 // Without hard links the file is copied, and an unreadable file is moved.
 TEST_F(KeepBesideTest, CopiesOrMovesWithoutHardLinks) {
-  const std::vector<int> results = InProcesses(1, [this](int) {
-    ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, EPERM);
-    chmod(file_.c_str(), 0666);
-    KeptFile copy;
-    for (const bool is_first : {true, false}) {
-      const KeptFile kept = KeepBeside(Place(), "old", Flush::kToDisk);
-      if (is_first) copy = kept;
-      EXPECT_EQ(kept.error, 0);
-      EXPECT_EQ(kept.made, is_first);
-      EXPECT_EQ(ReadFile(kept.path), "old");
-      EXPECT_EQ(ModeOf(kept.path), 0666u);
-      EXPECT_FALSE(fs::equivalent(kept.path, file_));
-    }
-    WriteFile(file_, "changed");
-    RestoreKept(copy, Place());
-    EXPECT_TRUE(fs::exists(copy.path)) << "the file has another content";
-    WriteFile(file_, "old");
-    RestoreKept(copy, Place());
-    EXPECT_FALSE(fs::exists(copy.path));
-    const KeptFile kept = KeepUnreadBeside(Place());
-    EXPECT_FALSE(fs::exists(file_));
-    RestoreKept(kept, Place());
-    EXPECT_EQ(ReadFile(file_), "old");
-    return HasFailure() ? 1 : 0;
-  });
-  EXPECT_EQ(results[0], 0);
+  for (const int refusal : {EPERM, EXDEV, EOPNOTSUPP, EMLINK}) {
+    const int result = InProcesses(1, [&](int) {
+      ForbidCall(SYS_linkat, 4, Compare::kEqual, 0, static_cast<unsigned>(refusal));
+      chmod(file_.c_str(), 0666);
+      KeptFile copy;
+      for (const bool is_first : {true, false}) {
+        const KeptFile kept = KeepBeside(Place(), "old", Flush::kToDisk);
+        if (is_first) copy = kept;
+        EXPECT_EQ(kept.error, 0);
+        EXPECT_EQ(kept.made, is_first);
+        EXPECT_EQ(ReadFile(kept.path), "old");
+        EXPECT_EQ(ModeOf(kept.path), 0666u);
+        EXPECT_FALSE(fs::equivalent(kept.path, file_));
+      }
+      WriteFile(file_, "changed");
+      RestoreKept(copy, Place());
+      EXPECT_TRUE(fs::exists(copy.path)) << "the file has another content";
+      WriteFile(file_, "old");
+      RestoreKept(copy, Place());
+      EXPECT_FALSE(fs::exists(copy.path));
+      const KeptFile kept = KeepUnreadBeside(Place());
+      EXPECT_FALSE(fs::exists(file_));
+      RestoreKept(kept, Place());
+      EXPECT_EQ(ReadFile(file_), "old");
+      return HasFailure() ? 1 : 0;
+    })[0];
+    EXPECT_EQ(result, 0) << refusal;
+  }
 }
 
 // Entries of other users under these names neither redirect nor prevent the copy.
