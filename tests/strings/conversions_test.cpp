@@ -48,9 +48,9 @@ TEST(UnicodeConversions, WhatTheTargetCannotCarry) {
   EXPECT_EQ(to_utf32(strictConversion, 2).result, sourceIllegal);
   EXPECT_EQ(to_utf32(lenientConversion, 2).text, (Text32{0xFFFD, 'z'}));
   const Text32 values = {0x110000, 0xD800, 'z'};
-  EXPECT_EQ((Converted(ConvertUTF32toUTF16, values, lenientConversion, 8)),
+  EXPECT_EQ((Converted(ConvertUTF32toUTF16, values, lenientConversion, 3)),
             (Conversion<UTF32, UTF16>{conversionOK, 3, u"\uFFFD\uFFFDz"}));
-  EXPECT_EQ((Converted(ConvertUTF32toUTF8, values, lenientConversion, 16)),
+  EXPECT_EQ((Converted(ConvertUTF32toUTF8, values, lenientConversion, 7)),
             (Conversion<UTF32, UTF8>{sourceIllegal, 3, ToBytes("\xEF\xBF\xBD\xED\xA0\x80z")}));
   EXPECT_EQ((Converted(ConvertUTF32toUTF8, values, strictConversion, 16)),
             (Conversion<UTF32, UTF8>{sourceIllegal, 0, {}}));

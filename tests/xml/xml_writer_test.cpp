@@ -103,7 +103,7 @@ TEST(XmlWriterTest, ClosesTagsAndSaysWhetherTheTextCanBeXml) {
        "<a b=\"\t\r\n\x7F\xC3\xA9\"><a/><raw>\t\n0123456789</raw></a>",
        Fault::kNone},
       {{"<a", "@x\x01y", ">a"}, "<a b=\"x\x01y\"/>", Fault::kControlCharacter},
-      {{"<a", "=0123456789\x1F", ">a"}, "<a>0123456789\x1F</a>", Fault::kControlCharacter},
+      {{"<a", "=\x1F is one", ">a"}, "<a>\x1F is one</a>", Fault::kControlCharacter},
       {{"<a\x0B", "=", ">a\x0B"}, "<a\x0B></a\x0B>", Fault::kControlCharacter},
       {{"<ab", "<c", "=", ">ab", ">c"}, "<ab><c></ab></c>", Fault::kNesting},
       {{">a"}, "</a>", Fault::kNesting},
