@@ -320,6 +320,7 @@ TEST_F(TreeRemovalTest, TheRootFolderAndDotsAreRefused) {
   WriteFile(top_ / "d/kept", "x");
   EXPECT_EQ(RemoveTree("/", Obstacles::kRespect), EBUSY);
   EXPECT_EQ(EmptyFolder("/proc/self/root/.", Obstacles::kRespect), EBUSY);
+  EXPECT_EQ(EmptyFolder(Descriptor(), Obstacles::kRespect), EBADF);
   for (const char* path : {"d/.", "d/e/..", "d/../d/./"}) {
     EXPECT_EQ(Remove(top_ / path), EINVAL) << path;
   }
