@@ -310,20 +310,20 @@ TEST_F(FileWatchTest, TellsWhetherAFileCouldBeReplaced) {
 }
 
 // Root cleans up for the owners of the folder and of the target.
-TEST(TrustTest, WhoseStagedFilesAreRemoved) {
-  const auto entry = [](uid_t owner, mode_t type) {
-    struct stat attributes = {};
-    attributes.st_uid = owner;
-    attributes.st_mode = type;
-    return attributes;
-  };
-  const struct stat folder = entry(30002, S_IFDIR), target = entry(30003, S_IFREG);
+TEST(TrustTest, NamesTheOwnersOfStagedFilesToRemove) {
+  struct stat folder = {}, target = {}, staged = {};
+  folder.st_uid = 30002;
+  target.st_uid = 30003;
   const bool is_root = geteuid() == 0;
-  EXPECT_TRUE(MayRemoveStaged(entry(geteuid(), S_IFDIR), folder, nullptr));
-  for (const uid_t owner : {30002, 30003, 30004}) {
-    EXPECT_EQ(MayRemoveStaged(entry(owner, S_IFREG), folder, &target), is_root && owner != 30004);
-    EXPECT_EQ(MayRemoveStaged(entry(owner, S_IFREG), folder, nullptr), is_root && owner == 30002);
-    EXPECT_FALSE(MayRemoveStaged(entry(owner, S_IFDIR), folder, &target));
+  for (const uid_t owner : {geteuid(), 30002u, 30003u, 30004u}) {
+    staged.st_uid = owner;
+    const bool is_own = owner == geteuid(), is_folders = is_root && owner == 30002;
+    staged.st_mode = S_IFDIR;
+    EXPECT_EQ(MayRemoveStaged(staged, folder, &target), is_own) << owner;
+    staged.st_mode = S_IFREG;
+    EXPECT_EQ(MayRemoveStaged(staged, folder, nullptr), is_own || is_folders) << owner;
+    EXPECT_EQ(MayRemoveStaged(staged, folder, &target),
+              is_own || is_folders || (is_root && owner == 30003));
   }
 }
 
