@@ -51,8 +51,9 @@ class UnitSet {
 
   bool Contains(Unit unit) const {
     if (count_ > kFew) return ContainsBit(unit);
-    return count_ != 0 &&
-           (unit == few_[0]) | (unit == few_[1]) | (unit == few_[2]) | (unit == few_[3]);
+    // A sum needs no branches.
+    const int equal = (unit == few_[0]) + (unit == few_[1]) + (unit == few_[2]) + (unit == few_[3]);
+    return count_ != 0 && equal != 0;
   }
 
   // The length of the leading run of units that are in the set (RunIn) or not in it (RunOut).

@@ -250,10 +250,11 @@ TEST(Alerts, ANotificationTranslatesTextsAndAnswers) {
   for (const auto& [button, response] :
        {std::pair(std::optional<int>(), 99u), {0, 0u}, {1, 2u}, {desktop::kAlertClosed, 3u}}) {
     CFOptionFlags flags = 99;
+    CFOptionFlags* const wanted = button == 0 ? nullptr : &flags;
     const auto [status, shown] = Answered(button, [&] {
-      return CFUserNotificationDisplayAlert(
-          2.5, kCFUserNotificationNoteAlertLevel, nullptr, nullptr, nullptr, CFSTR(u"Caf\u00E9"),
-          CFSTR(u"\xD800"), nullptr, nullptr, CFSTR(u"Other"), button == 0 ? nullptr : &flags);
+      return CFUserNotificationDisplayAlert(2.5, kCFUserNotificationNoteAlertLevel, nullptr,
+                                            nullptr, nullptr, CFSTR(u"Caf\u00E9"), CFSTR(u"\xD800"),
+                                            nullptr, nullptr, CFSTR(u"Other"), wanted);
     });
     if (button == 0) flags = kCFUserNotificationDefaultResponse;
     EXPECT_EQ(status != 0, !button);
