@@ -84,7 +84,7 @@ class PreferenceDomain {
     }
     const bool is_damaged =
         file.contents() == Contents::kDamaged || file.contents() == Contents::kNotDictionary;
-    if (is_damaged && !file.bytes()->empty()) {
+    if (is_damaged) {
       if (const int error = file.KeepAside()) return error;
     }
     if (const int error = file.Save(entries)) return error;

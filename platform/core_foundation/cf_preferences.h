@@ -15,8 +15,8 @@
 //
 // Files are XML, written as host/replace_file.h says and flushed to disk. The file of a domain that
 // ends in ".lock" is not flushed, because it is not valid after a reboot. A file that is damaged or
-// not a dictionary reads as empty. It is kept as "<file>.damaged" (unless it is empty) when a new
-// file is saved over it. An unreadable file is never replaced.
+// not a dictionary reads as empty. It is kept as "<file>.damaged" when a new file is saved over it. An
+// unreadable file is never replaced.
 //
 // Several threads may call these functions at once: a mutex guards the values in memory.
 #pragma once

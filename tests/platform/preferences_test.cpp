@@ -95,15 +95,18 @@ TEST_F(CFPreferencesTest, ChangesThatCannotBeSavedAreKeptAndTriedAgain) {
 }
 
 TEST_F(CFPreferencesTest, ADamagedFileReadsAsEmptyAndIsKeptBesideTheNewOne) {
-  WriteFile(file_, "(a, b)");
-  EXPECT_EQ(Get(u"half"), "(none)");
-  Set(u"half", nullptr);
-  EXPECT_TRUE(Synchronize());
-  EXPECT_EQ(ReadFile(file_), "(a, b)");
-  Set(u"a", u"1");
-  EXPECT_TRUE(Synchronize());
-  EXPECT_EQ(Get(u"a"), "1");
-  EXPECT_EQ(ReadFile(file_.string() + ".damaged"), "(a, b)");
+  for (const auto& [damaged, kept] : {std::pair("(a, b)", ".damaged"), {"", ".damaged-2"}}) {
+    WriteFile(file_, damaged);
+    EXPECT_EQ(Get(u"half"), "(none)");
+    Set(u"half", nullptr);
+    EXPECT_TRUE(Synchronize());
+    EXPECT_EQ(ReadFile(file_), damaged);
+    Set(u"a", u"1");
+    EXPECT_TRUE(Synchronize());
+    EXPECT_EQ(Get(u"a"), "1");
+    EXPECT_TRUE(fs::exists(file_.string() + kept));
+    EXPECT_EQ(ReadFile(file_.string() + kept), damaged);
+  }
 }
 
 TEST_F(CFPreferencesTest, NoticesFilesThatOthersReplacedAndWritesNothingThatIsThere) {
