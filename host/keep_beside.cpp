@@ -100,9 +100,12 @@ int Link(const FilePlace& place, const std::string& name) {
 
 KeptFile KeepBeside(const FilePlace& place, std::string_view content, Flush flush,
                     std::string_view suffix) {
+  // A second name has the content that the first one has on disk.
+  KeptFile none;
+  if (flush == Flush::kToDisk) none.error = FlushBeside(place, place.name);
+  if (none.error != 0) return none;
   return WithFreeName(place, suffix, flush, [&](KeptFile& kept) {
-    int error = flush == Flush::kToDisk ? FlushBeside(place, place.name) : 0;
-    if (error == 0) error = Link(place, kept.name);
+    int error = Link(place, kept.name);
     if (HasOneName(error)) error = Copy(place, kept.name, content, flush);
     if (error != EEXIST || !Holds(place, kept.name, content)) return error;
     kept.made = false;
