@@ -269,14 +269,6 @@ def written(value):
     return [written(each) for each in value] if isinstance(value, list) else value
 
 
-def names_of(key):
-    """The names of a key path. A path is no list of names here, whatever it looks like."""
-    if isinstance(key, list):
-        return key
-    path = key.strip("/\\")
-    return re.split(r"[/\\]", path) if path else []
-
-
 def line(verb, *words):
     return " ".join([verb] + [json.dumps(written(word)) for word in words]) + "\n"
 
@@ -366,15 +358,14 @@ class Store:
         return program.returncode, json.loads(basic.to_text(output)) if output else None
 
     def read(self, entry):
-        key, name, names = names_of(entry["key"]), entry["name"], entry["names"]
-        # export finds no value; get would, and a date would look like a tree. A name at the end of the
-        # path is always a name, never an element of an array.
-        words = ["export", "--format", "json"] if name is None else ["get", "--format", "json"]
-        path = key if name is None else key + [name]
-        status, value = self.run(words + ["--", json.dumps(path)], (0, 2))
+        key, name, names = entry["key"], entry["name"], entry["names"]
+        # Not get, which also finds values and elements of arrays. The separator at the start keeps a
+        # path in brackets a path.
+        path = json.dumps(key) if isinstance(key, list) else "/" + key
+        status, tree = self.run(["export", "--format", "json", "--", path], (0, 2))
+        tree = tree if status == 0 else {}
         if name is not None:
-            return dict(found=status == 0, **({"value": value} if status == 0 else {}))
-        tree = value if status == 0 else {}
+            return dict(found=name in tree, **({"value": tree[name]} if name in tree else {}))
         if names is None:
             return dict(found=status == 0, tree=tree)
         tree = {each: tree[each] for each in names if each in tree}
