@@ -143,8 +143,9 @@ int Complete(const Context& context, const CommandLine& line) {
   }
   context.Item(files ? "files" : "words");
   for (const std::string& candidate : candidates.found()) {
-    const bool is_option = dash_begins_option && candidate.starts_with('-');
-    if (!is_option || last.starts_with('-')) context.Item(candidate);
+    if (!dash_begins_option || candidate.starts_with('-') == last.starts_with('-')) {
+      context.Item(candidate);
+    }
   }
   return kDone;
 }
