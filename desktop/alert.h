@@ -21,7 +21,7 @@ struct AlertRequest {
   std::string header;
   std::string message;
   std::vector<std::string> buttons;  // one to three labels
-  // Indices into `buttons`; -1 if there is no such button.
+  // Indices into `buttons`; -1 for none.
   int default_button = 0;
   int cancel_button = -1;       // the button that changes nothing
   int destructive_button = -1;  // its action cannot be undone: never pressed by accident

@@ -153,8 +153,8 @@ class COrvikFilePath : public PathValue<COrvikFilePath> {
   BOOL IsShortCut() const;     // .lnk in any case
 
   // An unused name in the folder for temporary files; `extension` includes its dot. An empty `name`
-  // is replaced by one from the process and the time. Nothing is created: directory_path.h tells
-  // how to create the file.
+  // is replaced by one from the process and the time. Nothing is created; see directory_path.h
+  // for how to create the file.
   static COrvikFilePath CreateTempFileName(const CAtlString& extension, const CAtlString& name);
 
   // The first removes write permission for all users. The second gives the owner of a file write

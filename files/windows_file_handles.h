@@ -40,7 +40,7 @@ inline constexpr DWORD FILE_END = 2;
 //   disposition 0, 2    makes a missing file; opens an existing one with its content
 //   other values        open an existing file; they neither make nor truncate it
 //   share mode 0        read: others may not read; write: others may not write; both: one writer
-// carbon/forks.h tells how this affects other programs. A symbolic link is followed; for writing,
+// carbon/forks.h describes the effect on other programs. A symbolic link is followed; for writing,
 // only if it belongs to the caller or root, or lies in a folder that no other user can change.
 // Another user's file in a sticky folder that everyone may write is not opened for writing. If a
 // new file cannot be opened (no descriptor is left), it stays, empty. A new file belongs to the

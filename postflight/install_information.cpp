@@ -79,7 +79,7 @@ const NSString* ReasonMissing(const InstallValue& value) {
     if (value.written == static_cast<long>(kPreferenceLockNotObtained)) {
       return NSString::stringWithUTF8String(LockReason().c_str());
     }
-    // The result of the write tells no reason: find it from the file and the lock.
+    // The result of the write has no reason: find it from the file and the lock.
     const std::string file = PreferenceFilePath(kSharedScope, kDomain);
     if (const int error = host::ReplaceAccess(file); error != 0) {
       status = PrefStatusFromErrno(error, file, PrefError::kNotSaved);

@@ -39,7 +39,7 @@ PrefValue EntryIn(const PrefValue& key, const CAtlString& name) {
   return value == nullptr ? PrefValue{{PrefError::kNotFound}, {}} : PrefValue{{}, *value};
 }
 
-// Changes a domain's entries in place. *changed tells whether they differ now.
+// Changes a domain's entries in place. Sets *changed if they differ now.
 PrefStatus ChangeBelow(plist::Value& root, const KeyPath& path, const CAtlString& name,
                        const plist::Value& value, MissingKeys missing, bool* changed) {
   {

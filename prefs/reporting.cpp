@@ -59,7 +59,7 @@ PrefCheck CheckDomain(int scope, const CAtlString& domain) {
 namespace {
 
 // Plans the repair of a file as it was found. `entries` gets the entries to save, and the status
-// tells whether they may replace the file without kReplace.
+// shows whether they may replace the file without kReplace.
 PrefRepair Plan(const FileDomainStore& store, plist::Value& entries) {
   PrefRepair repair;
   repair.status = store.status();

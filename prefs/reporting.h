@@ -1,7 +1,7 @@
 // Reading the preference store with reasons for failures, and the files behind it.
 //
 // All functions work on the file behind a scope (0 to 5) and domain as it is on disk at that
-// moment, for all scopes alike. Changes are made with transaction.h. The status tells of failures;
+// moment, for all scopes alike. Changes are made with transaction.h. The status reports failures;
 // a result that is not ok() has no value.
 #pragma once
 

@@ -38,7 +38,7 @@ bool IsUsableDomain(const CAtlString& domain);
 
 // A scope and domain as the operations use them, remapped once.
 struct EffectiveDomain {
-  // `given_scope` may be any number; IsKnownScope tells whether the scope has a store.
+  // `given_scope` may be any number; IsKnownScope is false for a scope without a store.
   EffectiveDomain(int given_scope, const CAtlString& given_domain);
 
   // Whether the given domain and the effective one can both name a file.

@@ -8,8 +8,8 @@
 //   user,      the lock under which preferences are synchronised
 //   machine
 //
-// If any change, condition or the saving fails, the file stays as it was. The status then tells
-// which step failed.
+// If any change, condition or the saving fails, the file stays as it was. The status then names
+// the step that failed.
 #pragma once
 
 #include <chrono>

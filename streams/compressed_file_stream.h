@@ -20,7 +20,7 @@ namespace [[gnu::visibility("default")]] orvik {
 // The file then contains exactly one zlib stream (RFC 1950) at the default level over all bytes
 // written. Each write compresses its bytes, in constant memory, into a private file beside the
 // target. The last Release or Finish replaces the target by it. Until then the target stays as it
-// was, or missing. host/file_replacement.h tells what a target keeps: mode, owner, group, links,
+// was, or missing. host/file_replacement.h lists what a target keeps: mode, owner, group, links,
 // and its other names.
 //
 // If the compressed form is more than 100 bytes longer than the content, the target gets the

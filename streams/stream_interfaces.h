@@ -101,7 +101,7 @@ class IStreamOnBuffer : public IStream {
 
 // How the writer of a stream learns whether all bytes arrived.
 //
-// The results of Write do not tell it: bytes are buffered, and the last bytes of a stream are
+// The results of Write do not show it: bytes are buffered, and the last bytes of a stream are
 // written by its last Release, which has no result.
 //
 // This is a second interface of this library's streams that write.

@@ -48,7 +48,7 @@ FormatType PassedType(FormatType type) {
   return IsTextType(type) || type == kObject ? kPointer : type;
 }
 
-// An argument list of C, read in order. The conversions tell the types.
+// An argument list of C, read in order. The conversions name the types.
 class ArgumentReader {
  public:
   explicit ArgumentReader(std::va_list arguments) { va_copy(list_, arguments); }

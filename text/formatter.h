@@ -13,7 +13,7 @@
 // shown. An unknown conversion is copied to the result and takes no argument. %n is not carried
 // out. Numbers with a fraction have "." in every locale of libc.
 //
-// Arguments come either as a list of C, where only the format tells the types, or together with
+// Arguments come either as a list of C, where only the format names the types, or together with
 // their types. With types, the argument decides how it is shown: %s, %S and %@ all accept a wide
 // and a narrow text, and %d shows an integer in its full size (hh and h cut it). Positions may then
 // leave out arguments, and a format is refused when an argument is missing or its conversion does

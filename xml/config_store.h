@@ -30,7 +30,7 @@
 // after a call that returned an element (see Elements) takes a time that grows with their number.
 //
 // A file that cannot be read, is not well-formed (tixml_helper.h) or has another root counts as
-// empty: reads fail, and the first write starts a new document. GetXMLConfigFileInfo tells the
+// empty: reads fail, and the first write starts a new document. GetXMLConfigFileInfo gives the
 // reason. The save that replaces such a file first keeps it beside its name, as "<file>.discarded",
 // "<file>.discarded-2" and so on; until then it stays as it is.
 #pragma once

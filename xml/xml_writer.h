@@ -1,7 +1,7 @@
 // A forward-only XML text writer.
 //
 // It writes exactly the text of the calls, without indentation or line breaks, and escapes five
-// bytes (& ' " < >). It refuses nothing: GetFault tells whether the text cannot be XML. All text is
+// bytes (& ' " < >). It refuses nothing: GetFault reports text that cannot be XML. All text is
 // zero-terminated UTF-8; a null text counts as empty. The caller owns the first reference to a
 // writer. A file is complete when its writer has been released, or after Finish, which reports
 // whether it is.

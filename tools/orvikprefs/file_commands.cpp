@@ -94,7 +94,7 @@ int Domains(const Context& context, const CommandLine& /*line*/) {
   return found.error == 0 ? kDone : context.FailFile(found.unreadable, found.error, false);
 }
 
-// In the JSON form the output and the exit status tell the state.
+// In the JSON form the output and the exit status show the state.
 int Check(const Context& context, const CommandLine& /*line*/) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);
   const PrefCheck check = CheckDomain(context.scope, context.domain);
@@ -113,7 +113,7 @@ int Check(const Context& context, const CommandLine& /*line*/) {
   return kDone;
 }
 
-// Losses are printed even if nothing can be saved, because they tell the reason. A dry run with
+// Losses are printed even if nothing can be saved, because they show the reason. A dry run with
 // --replace succeeds, as the run without --dry-run would.
 int Repair(const Context& context, const CommandLine& line) {
   const std::string file = PreferenceFilePath(context.scope, context.domain);

@@ -225,7 +225,7 @@ int Watch(const Context& context, const CommandLine& line) {
   do {
     PrefValue now = ReadPreferenceKey(context.scope, key, context.domain);
     const PrefError error = now.status.error;
-    // A damaged file tells nothing about the values: the last ones stay.
+    // The values of a damaged file are unknown: the last known ones stay.
     if (now.ok() || error == PrefError::kNotFound || error == PrefError::kNotAKey) {
       if (!first) {
         const std::vector<Difference> changes = Differences(last, now.value, PathOf(key));
